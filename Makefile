@@ -1,0 +1,46 @@
+# Thin wrapper over CMake. Each command bootstraps the Debian packages it needs first.
+JOBS    ?= $(shell nproc)
+PREFIX  ?= /usr/local
+DESTDIR ?=
+FUZZ_SECONDS ?= 30
+
+BUILD_DEBUG   := build/debug
+BUILD_RELEASE := build/release
+BUILD_CHECK   := build/check
+
+.PHONY: all bootstrap release demo test check bench install clean
+
+all: test
+
+bootstrap:
+	@scripts/bootstrap.sh
+
+test: bootstrap
+	cmake -S . -B $(BUILD_DEBUG) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DEBUG) -j $(JOBS)
+	cd $(BUILD_DEBUG) && ctest --output-on-failure -j $(JOBS)
+
+release: bootstrap
+	cmake -S . -B $(BUILD_RELEASE) -DCMAKE_BUILD_TYPE=Release -DVXTRACE_BENCH=ON \
+	      -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake --build $(BUILD_RELEASE) -j $(JOBS)
+
+demo: release
+	scripts/demo.sh $(BUILD_RELEASE)
+
+check: bootstrap
+	CC=clang CXX=clang++ cmake -S . -B $(BUILD_CHECK) -DCMAKE_BUILD_TYPE=Debug \
+	      -DVXTRACE_SANITIZE=ON -DVXTRACE_FUZZ=ON
+	cmake --build $(BUILD_CHECK) -j $(JOBS)
+	cd $(BUILD_CHECK) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	      UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+	scripts/run-fuzzers.sh $(BUILD_CHECK) $(FUZZ_SECONDS)
+
+bench: release
+	$(BUILD_RELEASE)/bench/vxtrace_bench --benchmark_counters_tabular=true
+
+install: release
+	DESTDIR=$(DESTDIR) cmake --install $(BUILD_RELEASE) --prefix $(PREFIX)
+
+clean:
+	rm -rf build
