@@ -13,12 +13,12 @@ class VXTRACE_API InvalidMessage : public MessageBase, public std::vector<uint8_
   // Frames longer than this are cut and flagged as overflow.
   static const unsigned int MAX_FRAME_LENGTH = 0x1000E;
 
-  uint16_t id;            // identifier found in bytes 2..3 of the frame
-  uint16_t enumValue;     // offending value when cause is invalidEnumValue
-  std::string enumName;   // its enumeration type's name
+  uint16_t id;           // identifier found in bytes 2..3 of the frame
+  uint16_t enumValue;    // offending value when cause is invalidEnumValue
+  std::string enumName;  // its enumeration type's name
   std::string text;
-  int cause;              // an invalidMessageCause_t value
-  bool overflow;          // the frame was longer than MAX_FRAME_LENGTH and was cut
+  int cause;      // an invalidMessageCause_t value
+  bool overflow;  // the frame was longer than MAX_FRAME_LENGTH and was cut
 
   InvalidMessage(const unsigned char* data, unsigned int length);
 

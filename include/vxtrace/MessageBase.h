@@ -24,12 +24,12 @@ class VXTRACE_API MessageBase {
 
   enum portDirection_t { PortDirUnknown = 0, PortDirIn = 1, PortDirOut = 2, PortDirInOut = 3 };
 
-  std::string label;               // printed in front of the text form when not empty
-  std::vector<uint8_t> rawBytes;   // filled by readers on request (TraceMessageBuffer)
-  msgid_t msgId;                   // fixed by the record class
-  uint16_t headerWord;             // third header word; carried through unchanged
-  unsigned long long timeStamp;    // microseconds since the epoch, UTC
-  uint32_t sourceWord;             // high half of getSourceChannelID(); never on the wire
+  std::string label;              // printed in front of the text form when not empty
+  std::vector<uint8_t> rawBytes;  // filled by readers on request (TraceMessageBuffer)
+  msgid_t msgId;                  // fixed by the record class
+  uint16_t headerWord;            // third header word; carried through unchanged
+  unsigned long long timeStamp;   // microseconds since the epoch, UTC
+  uint32_t sourceWord;            // high half of getSourceChannelID(); never on the wire
 
   static std::unordered_map<msgid_t, creator_t, MsgidHash> creators;
   // 1: undecodable frames come back as InvalidMessage; any other value: as null.
@@ -94,5 +94,6 @@ void MessageBase::dumpData(std::ostream& os, It begin, It end) {
   }
 }
 
-extern template VXTRACE_API void MessageBase::dumpData<const unsigned char*>(
-    std::ostream&, const unsigned char*, const unsigned char*);
+extern template VXTRACE_API void MessageBase::dumpData<const unsigned char*>(std::ostream&,
+                                                                             const unsigned char*,
+                                                                             const unsigned char*);

@@ -89,7 +89,10 @@ enum msgid_t : uint16_t {
   MSGID_MOBILE_SERVICE = 32826,
   MSGID_LSS = 32827,
   MSGID_VXP_CLIENT_REQUEST = 61440,
-  MSGID_VXP_CLIENT_RESPONSE = 61441
+  MSGID_VXP_CLIENT_RESPONSE = 61441,
+  MSGID_XRL_ROUTER = 65533,
+  MSGID_ROUTER = 65534,
+  MSGID_INVALID = 65535
 };
 
 // Printed name of an identifier ("MSGID_CAN"); null for values without a name.

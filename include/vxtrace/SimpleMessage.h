@@ -10,7 +10,7 @@ class VXTRACE_API SimpleMessage : public MessageBase {
  public:
   static const char* messageName;  // printed name of the instance, e.g. "START"
 
-  explicit SimpleMessage(unsigned long long timeStamp) : MessageBase(N, timeStamp) {}
+  explicit SimpleMessage(unsigned long long ts) : MessageBase(N, ts) {}
 
   // Header only; the caller owns the result.
   static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);
@@ -38,20 +38,34 @@ std::ostream& operator<<(std::ostream& os, const SimpleMessage<N>& msg) {
   return os;
 }
 
-template <> const char* SimpleMessage<MSGID_CONFIGURATIONDATA>::messageName;
-template <> const char* SimpleMessage<MSGID_TIMEJUMP>::messageName;
-template <> const char* SimpleMessage<MSGID_DATALOGGINGSTOPPED>::messageName;
-template <> const char* SimpleMessage<MSGID_DATALOGGINGSTARTED>::messageName;
-template <> const char* SimpleMessage<MSGID_STARTUP>::messageName;
-template <> const char* SimpleMessage<MSGID_TRIGGERCLEAR>::messageName;
-template <> const char* SimpleMessage<MSGID_TIMEZONE>::messageName;
-template <> const char* SimpleMessage<MSGID_CUSTOMER>::messageName;
-template <> const char* SimpleMessage<MSGID_GETVERSION>::messageName;
-template <> const char* SimpleMessage<MSGID_VERSION>::messageName;
-template <> const char* SimpleMessage<MSGID_GETTIME>::messageName;
-template <> const char* SimpleMessage<MSGID_BYTESTREAM>::messageName;
-template <> const char* SimpleMessage<MSGID_START>::messageName;
-template <> const char* SimpleMessage<MSGID_STOP>::messageName;
+template <>
+const char* SimpleMessage<MSGID_CONFIGURATIONDATA>::messageName;
+template <>
+const char* SimpleMessage<MSGID_TIMEJUMP>::messageName;
+template <>
+const char* SimpleMessage<MSGID_DATALOGGINGSTOPPED>::messageName;
+template <>
+const char* SimpleMessage<MSGID_DATALOGGINGSTARTED>::messageName;
+template <>
+const char* SimpleMessage<MSGID_STARTUP>::messageName;
+template <>
+const char* SimpleMessage<MSGID_TRIGGERCLEAR>::messageName;
+template <>
+const char* SimpleMessage<MSGID_TIMEZONE>::messageName;
+template <>
+const char* SimpleMessage<MSGID_CUSTOMER>::messageName;
+template <>
+const char* SimpleMessage<MSGID_GETVERSION>::messageName;
+template <>
+const char* SimpleMessage<MSGID_VERSION>::messageName;
+template <>
+const char* SimpleMessage<MSGID_GETTIME>::messageName;
+template <>
+const char* SimpleMessage<MSGID_BYTESTREAM>::messageName;
+template <>
+const char* SimpleMessage<MSGID_START>::messageName;
+template <>
+const char* SimpleMessage<MSGID_STOP>::messageName;
 
 // The library builds every instance; applications use these.
 extern template class SimpleMessage<MSGID_CONFIGURATIONDATA>;

@@ -9,8 +9,8 @@
 template <msgid_t N>
 class VXTRACE_API StringMessageBase : public SimpleMessage<N>, public std::string {
  public:
-  StringMessageBase(unsigned long long timeStamp, const std::string& text)
-      : SimpleMessage<N>(timeStamp), std::string(text) {}
+  StringMessageBase(unsigned long long ts, const std::string& text)
+      : SimpleMessage<N>(ts), std::string(text) {}
 
   // The caller owns the result.
   static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);

@@ -3,10 +3,13 @@
 #include "vxtrace/vxtrace.h"
 
 void MessageBase::registerMessages() {
-  registerMessage(MSGID_CONFIGURATIONDATA, StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
+  registerMessage(MSGID_CONFIGURATIONDATA,
+                  StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
   registerMessage(MSGID_TIMEJUMP, SimpleMessage<MSGID_TIMEJUMP>::readFromByteArray);
-  registerMessage(MSGID_DATALOGGINGSTOPPED, SimpleMessage<MSGID_DATALOGGINGSTOPPED>::readFromByteArray);
-  registerMessage(MSGID_DATALOGGINGSTARTED, SimpleMessage<MSGID_DATALOGGINGSTARTED>::readFromByteArray);
+  registerMessage(MSGID_DATALOGGINGSTOPPED,
+                  SimpleMessage<MSGID_DATALOGGINGSTOPPED>::readFromByteArray);
+  registerMessage(MSGID_DATALOGGINGSTARTED,
+                  SimpleMessage<MSGID_DATALOGGINGSTARTED>::readFromByteArray);
   registerMessage(MSGID_STARTUP, SimpleMessage<MSGID_STARTUP>::readFromByteArray);
   registerMessage(MSGID_TRIGGERCLEAR, SimpleMessage<MSGID_TRIGGERCLEAR>::readFromByteArray);
   registerMessage(MSGID_TIMEZONE, StringMessageBase<MSGID_TIMEZONE>::readFromByteArray);

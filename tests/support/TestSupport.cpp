@@ -42,8 +42,8 @@ std::string toHex(const Bytes& bytes) {
 
 Bytes frame(uint16_t msgId, unsigned long long ts, const Bytes& body, uint16_t headerWord) {
   size_t size = 12 + body.size();
-  Bytes out = {static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size),
-               static_cast<uint8_t>(msgId >> 8), static_cast<uint8_t>(msgId),
+  Bytes out = {static_cast<uint8_t>(size >> 8),       static_cast<uint8_t>(size),
+               static_cast<uint8_t>(msgId >> 8),      static_cast<uint8_t>(msgId),
                static_cast<uint8_t>(headerWord >> 8), static_cast<uint8_t>(headerWord)};
   for (int i = 7; i >= 0; --i) out.push_back(static_cast<uint8_t>(ts >> (8 * i)));
   out.insert(out.end(), body.begin(), body.end());

@@ -1,0 +1,175 @@
+#include "vxtrace/MessageBase.h"
+
+#include <ctime>
+#include <exception>
+#include <iostream>
+#include <sstream>
+
+#include "util/ByteOrder.h"
+#include "util/StreamStateGuard.h"
+#include "vxtrace/InvalidMessage.h"
+#include "vxtrace/PlatformUtil.h"
+
+using vxtrace::detail::loadBE16;
+using vxtrace::detail::loadBE64;
+using vxtrace::detail::storeBE16;
+using vxtrace::detail::storeBE64;
+
+std::unordered_map<msgid_t, MessageBase::creator_t, MessageBase::MsgidHash> MessageBase::creators;
+int MessageBase::invalidHandling = 6;
+bool MessageBase::fpgaMsgHasDebugBytes = true;
+
+MessageBase::MessageBase(msgid_t id, unsigned long long ts)
+    : msgId(id), headerWord(0), timeStamp(ts), sourceWord(0) {}
+
+MessageBase::~MessageBase() = default;
+
+unsigned int MessageBase::writeToByteArray(unsigned char*& out, unsigned int room,
+                                           bool withSync) const {
+  const unsigned int size = getSize();
+  // The size field only holds 16 bits, but the room needed is that of the whole frame; a
+  // size below 12 (a broken record) must still not let the header run past room.
+  const unsigned long long header = withSync ? 16u : 14u;
+  unsigned long long need = static_cast<unsigned long long>(size) + 2 + (withSync ? 2 : 0);
+  if (need < header) need = header;
+  if (need > room) return 0;
+  if (withSync) {
+    out[0] = 0x55;
+    out[1] = 0xAA;
+    out += 2;
+  }
+  storeBE16(out, static_cast<uint16_t>(size));
+  storeBE16(out + 2, static_cast<uint16_t>(msgId));
+  storeBE16(out + 4, headerWord);
+  storeBE64(out + 6, timeStamp);
+  out += 14;
+  return static_cast<unsigned int>(header);
+}
+
+unsigned int MessageBase::getSize() const { return 12; }
+
+std::string MessageBase::toString() const {
+  std::ostringstream os;
+  os << *this;
+  return os.str();
+}
+
+std::string MessageBase::getSourceChannel() const { return "LOGGER INTERN"; }
+
+uint64_t MessageBase::getSourceChannelID() const { return ~0ULL; }
+
+void MessageBase::cascadeChannel(unsigned short) {}
+
+unsigned int MessageBase::createByteArray(std::vector<unsigned char>& buf, bool withSync,
+                                          bool append) const {
+  const unsigned int size = getSize();
+  if (size > 0x10004) {
+    std::cerr << "[ERROR] Message size too big" << std::endl;
+    return 0;
+  }
+  const unsigned int n = size + (withSync ? 4 : 2);
+  if (n <= 11) {
+    std::cerr << "[ERROR] Message size too small" << std::endl;
+    return 0;
+  }
+  std::size_t start = 0;
+  if (append) {
+    start = buf.size();
+    buf.resize(start + n);
+  } else {
+    buf.clear();
+    buf.resize(n);
+  }
+  unsigned char* out = buf.data() + start;
+  return writeToByteArray(out, n, withSync);
+}
+
+MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned int length) {
+  // The two rejects of the decoder itself need no exception: build the result directly.
+  auto reject = [&](int cause) -> MessageBase* {
+    if (invalidHandling != 1) return nullptr;
+    InvalidMessage* msg = new InvalidMessage(data, length);
+    msg->cause = cause;
+    return msg;
+  };
+  if (length < 4) return reject(invalidLength);
+  const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
+  auto it = creators.find(id);
+  if (it == creators.end()) return reject(invalidId);
+  try {
+    return it->second(data, length);
+  } catch (const InvalidMessageException& e) {
+    if (invalidHandling != 1) return nullptr;
+    InvalidMessage* msg = new InvalidMessage(data, length);
+    msg->cause = e.cause;
+    if (e.cause == invalidEnumValue) {
+      msg->enumValue = e.value;
+      msg->enumName = e.text;
+    }
+    return msg;
+  }
+}
+
+bool MessageBase::registerMessage(msgid_t id, creator_t creator) {
+  if (creator == nullptr) return creators.erase(id) != 0;
+  return creators.emplace(id, creator).second;
+}
+
+void MessageBase::printTimestamp(std::ostream& os, unsigned long long ts) {
+  printTimeStamp(os, ts, true, 6);
+}
+
+std::string MessageBase::printTimestamp(unsigned long long ts) {
+  std::ostringstream os;
+  printTimestamp(os, ts);
+  return os.str();
+}
+
+void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool utc,
+                                 unsigned char digits) {
+  const time_t seconds = static_cast<time_t>(ts / 1000000ULL);
+  struct tm broken {};
+  if (utc) {
+    gmtime_r(&seconds, &broken);
+  } else {
+    localtime_r(&seconds, &broken);
+  }
+  vxtrace::detail::StreamStateGuard guard(os);
+  os.fill('0');
+  os << broken;
+  if (digits == 0) return;
+  if (digits > 6) digits = 6;
+  unsigned long fraction = static_cast<unsigned long>(ts % 1000000ULL);
+  for (unsigned char d = digits; d < 6; ++d) fraction /= 10;
+  os << '.' << std::dec << std::setw(digits) << fraction;
+}
+
+void MessageBase::reportInvalidVersion(unsigned char version) {
+  std::cerr << "Trying to set an invalid VXTrace version of " << static_cast<unsigned>(version)
+            << std::endl;
+  std::terminate();
+}
+
+template void MessageBase::dumpData<const unsigned char*>(std::ostream&, const unsigned char*,
+                                                          const unsigned char*);
+
+std::ostream& operator<<(std::ostream& os, const MessageBase& msg) {
+  if (!msg.label.empty()) os << msg.label << ": ";
+  MessageBase::printTimeStamp(os, msg.timeStamp, true, 6);
+  return os;
+}
+
+std::ostream& operator<<(std::ostream& os, const MessageBase::portDirection_t& dir) {
+  switch (dir) {
+    case MessageBase::PortDirIn:
+      return os << "PortDirIn";
+    case MessageBase::PortDirOut:
+      return os << "PortDirOut";
+    case MessageBase::PortDirInOut:
+      return os << "PortDirInOut";
+    default:
+      return os << "PortDirUnknown";
+  }
+}
+
+uint64_t byteArrayToUint64(const unsigned char* bytes) { return loadBE64(bytes); }
