@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <sstream>
+
+#include "support/TestSupport.h"
+#include "vxtrace/vxtrace.h"
+
+using vxtest::Bytes;
+using vxtest::Capture;
+using vxtest::hex;
+
+namespace {
+
+// A record whose size the test chooses, to reach the writer's limits.
+class SizedMessage : public MessageBase {
+ public:
+  SizedMessage(unsigned int size, unsigned long long ts) : MessageBase(MSGID_START, ts), size_(size) {}
+  MessageBase* clone() const override { return new SizedMessage(*this); }
+  unsigned int getSize() const override { return size_; }
+  bool operator==(const MessageBase&) const override { return false; }
+  void print(std::ostream& os) const override { os << static_cast<const MessageBase&>(*this); }
+
+ private:
+  unsigned int size_;
+};
+
+}  // namespace
+
+TEST(MessageBase, WritesHeaderWithAndWithoutSyncMarker) {
+  SimpleMessage<MSGID_START> msg(0x0000000100000002ULL);
+  msg.headerWord = 0xBEEF;
+  EXPECT_EQ(vxtest::toHex(vxtest::serialise(msg, true)),
+            "55 AA 00 0C 80 20 BE EF 00 00 00 01 00 00 00 02");
+  EXPECT_EQ(vxtest::toHex(vxtest::serialise(msg, false)),
+            "00 0C 80 20 BE EF 00 00 00 01 00 00 00 02");
+}
+
+TEST(MessageBase, WriterRefusesWhenRoomIsTooSmall) {
+  SimpleMessage<MSGID_STOP> msg(7);
+  unsigned char buf[32] = {};
+  unsigned char* out = buf;
+  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 1, false), 0u);
+  EXPECT_EQ(out, buf);
+  EXPECT_EQ(buf[0], 0);
+  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 2, false), 14u);
+  EXPECT_EQ(out, buf + 14);
+  // With the marker the two extra bytes must be there too: never write past room.
+  out = buf;
+  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 3, true), 0u);
+  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 4, true), 16u);
+  // A broken record claiming less than the header still cannot overrun.
+  SizedMessage tiny(4, 0);
+  out = buf;
+  EXPECT_EQ(tiny.writeToByteArray(out, 6, false), 0u);
+  EXPECT_EQ(tiny.writeToByteArray(out, 13, false), 0u);
+  EXPECT_EQ(tiny.writeToByteArray(out, 14, false), 14u);
+}
+
+TEST(MessageBase, CreateByteArrayEnforcesSizeLimitsWithExactDiagnostics) {
+  std::vector<unsigned char> buf;
+  {
+    Capture err(std::cerr);
+    EXPECT_EQ(SizedMessage(65541, 0).createByteArray(buf, true, false), 0u);
+    EXPECT_EQ(err.text(), "[ERROR] Message size too big\n");
+  }
+  {
+    Capture err(std::cerr);
+    // 65,540 passes; the 16-bit size field holds it truncated.
+    EXPECT_EQ(SizedMessage(65540, 0).createByteArray(buf, false, false), 14u);
+    EXPECT_EQ(err.text(), "");
+    EXPECT_EQ(buf.size(), 65542u);
+    EXPECT_EQ(buf[0], 0x00);
+    EXPECT_EQ(buf[1], 0x04);
+  }
+  {
+    Capture err(std::cerr);
+    EXPECT_EQ(SizedMessage(9, 0).createByteArray(buf, false, false), 0u);  // 11 bytes in all
+    EXPECT_EQ(err.text(), "[ERROR] Message size too small\n");
+  }
+  {
+    Capture err(std::cerr);
+    // 10 + 2 = 12 bytes passes the size check but the header does not fit: refused quietly.
+    EXPECT_EQ(SizedMessage(10, 0).createByteArray(buf, false, false), 0u);
+    EXPECT_EQ(err.text(), "");
+  }
+}
+
+TEST(MessageBase, CreateByteArrayAppendsOrReplaces) {
+  std::vector<unsigned char> buf = {1, 2, 3};
+  SimpleMessage<MSGID_START> msg(1);
+  EXPECT_EQ(msg.createByteArray(buf, true, true), 16u);
+  ASSERT_EQ(buf.size(), 19u);
+  EXPECT_EQ(buf[2], 3);
+  EXPECT_EQ(buf[3], 0x55);
+  EXPECT_EQ(msg.createByteArray(buf, false, false), 14u);
+  EXPECT_EQ(buf.size(), 14u);
+}
+
+TEST(MessageBase, PrintsTimeStampsWithChosenDigits) {
+  std::ostringstream os;
+  MessageBase::printTimeStamp(os, 1500000, true, 3);
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:01.500");
+  os.str("");
+  MessageBase::printTimeStamp(os, 1500000, true, 0);
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:01");
+  os.str("");
+  MessageBase::printTimeStamp(os, 1700000000000007ULL, true, 6);
+  EXPECT_EQ(os.str(), "2023-11-14 22:13:20.000007");
+  EXPECT_EQ(MessageBase::printTimestamp(59999999), "1970-01-01 00:00:59.999999");
+  EXPECT_EQ(printTime(1000000), "1970-01-01 00:00:01.000000");
+  // Local time under TZ=UTC (set for the test run) equals UTC.
+  os.str("");
+  MessageBase::printTimeStamp(os, 1500000, false, 1);
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:01.5");
+}
+
+TEST(MessageBase, PrintersLeaveTheStreamStateAlone) {
+  std::ostringstream os;
+  os << std::hex << std::setfill('*');
+  MessageBase::printTimeStamp(os, 1500000, true, 3);
+  os << std::setw(4) << 255;
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:01.500**ff");
+}
+
+TEST(MessageBase, PrefixCarriesLabelAndDefaultsAnswerForTheLogger) {
+  SimpleMessage<MSGID_START> msg(0);
+  std::ostringstream os;
+  os << static_cast<const MessageBase&>(msg);
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:00.000000");
+  msg.label = "file1";
+  EXPECT_EQ(msg.toString(), "file1: 1970-01-01 00:00:00.000000  START");
+  EXPECT_EQ(msg.getSourceChannel(), "LOGGER INTERN");
+  EXPECT_EQ(msg.getSourceChannelID(), 0xFFFFFFFFFFFFFFFFULL);
+  msg.setSourceWord(7);
+  EXPECT_EQ(msg.getSourceWord(), 7u);
+  EXPECT_EQ(msg.getSourceChannelID(), 0xFFFFFFFFFFFFFFFFULL);
+}
+
+TEST(MessageBase, DumpsDataInTheStreamsBase) {
+  const unsigned char bytes[] = {0x01, 0xAB, 0x00};
+  std::ostringstream os;
+  os << std::hex << std::setfill('0');
+  MessageBase::dumpData(os, bytes, bytes + 3);
+  EXPECT_EQ(os.str(), "01 ab 00");
+  std::ostringstream dec;
+  MessageBase::dumpData(dec, bytes, bytes + 2);
+  EXPECT_EQ(dec.str(), " 1 171");
+}
+
+TEST(MessageBase, SharedTypesPrintByName) {
+  std::ostringstream os;
+  os << BUSID_CAN << '|' << BUSID_WAKEUPLINE << '|' << static_cast<busid_t>(21) << '|'
+     << MessageBase::PortDirInOut << '|' << static_cast<MessageBase::portDirection_t>(9);
+  EXPECT_EQ(os.str(), "CAN|WakeUpLine|Unknown bus|PortDirInOut|PortDirUnknown");
+  const unsigned char be[] = {1, 2, 3, 4, 5, 6, 7, 8};
+  EXPECT_EQ(byteArrayToUint64(be), 0x0102030405060708ULL);
+}
+
+TEST(MessageBaseDeathTest, InvalidVersionEndsTheProcess) {
+  EXPECT_DEATH(MessageBase::reportInvalidVersion(7),
+               "Trying to set an invalid VXTrace version of 7");
+}

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch root and builds a small consumer against it, once
+# through pkg-config and once through find_package(vxtrace).
+set -euo pipefail
+src=$1 bin=$2 cxx=$3 extra=${4:-}
+root=$(mktemp -d)
+trap 'rm -rf "$root"' EXIT
+DESTDIR="$root/dest" cmake --install "$bin" --prefix /usr >/dev/null
+prefix="$root/dest/usr"
+
+cat > "$root/main.cpp" <<'CPP'
+#include <iostream>
+#include <memory>
+#include <vxtrace/vxtrace.h>
+int main() {
+  MessageBase::registerMessages();
+  StringMessageBase<MSGID_VERSION> v(1500000, "0.1");
+  std::vector<unsigned char> bytes;
+  v.createByteArray(bytes, false, false);
+  std::unique_ptr<MessageBase> back(MessageBase::readFromByteArray(bytes.data(), bytes.size()));
+  std::cout << back->toString() << std::endl;
+  return *back == v ? 0 : 1;
+}
+CPP
+expected="1970-01-01 00:00:01.500000  VERSION                          | 0.1"
+
+pcdir=$(dirname "$(find "$prefix" -name vxtrace.pc | head -n 1)")
+libdir=$(dirname "$(find "$prefix" -name 'libvxtrace.so.0' | head -n 1)")
+# shellcheck disable=SC2046,SC2086
+"$cxx" -std=c++17 $extra -o "$root/pc_consumer" "$root/main.cpp" \
+  $(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs vxtrace)
+out=$(LD_LIBRARY_PATH="$libdir" "$root/pc_consumer")
+[ "$out" = "$expected" ] || { echo "pkg-config consumer printed '$out'"; exit 1; }
+
+mkdir -p "$root/cm"
+cat > "$root/cm/CMakeLists.txt" <<'CMK'
+cmake_minimum_required(VERSION 3.16)
+project(consumer CXX)
+set(CMAKE_CXX_STANDARD 17)
+find_package(vxtrace REQUIRED)
+add_executable(consumer ../main.cpp)
+target_link_libraries(consumer PRIVATE vxtrace::vxtrace)
+CMK
+cmake -S "$root/cm" -B "$root/cm/build" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$extra" -DCMAKE_EXE_LINKER_FLAGS="$extra" \
+  -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$root/cm/build" >/dev/null
+out=$(LD_LIBRARY_PATH="$libdir" "$root/cm/build/consumer")
+[ "$out" = "$expected" ] || { echo "find_package consumer printed '$out'"; exit 1; }
+echo "both consumers built and ran"
