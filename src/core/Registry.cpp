@@ -11,8 +11,12 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_DATALOGGINGSTARTED,
                   SimpleMessage<MSGID_DATALOGGINGSTARTED>::readFromByteArray);
   registerMessage(MSGID_STARTUP, SimpleMessage<MSGID_STARTUP>::readFromByteArray);
+  registerMessage(MSGID_FILETIME, FileTimeMessage::readFromByteArray);
   registerMessage(MSGID_TRIGGERCLEAR, SimpleMessage<MSGID_TRIGGERCLEAR>::readFromByteArray);
   registerMessage(MSGID_TIMEZONE, StringMessageBase<MSGID_TIMEZONE>::readFromByteArray);
+  registerMessage(MSGID_WRAPPER, WrapperMessage::readFromByteArray);
+  registerMessage(MSGID_PADDING, PaddingBytesMessage::readFromByteArray);
+  registerMessage(MSGID_ENDOFFILE, EofMessage::readFromByteArray);
   registerMessage(MSGID_GETVERSION, SimpleMessage<MSGID_GETVERSION>::readFromByteArray);
   registerMessage(MSGID_VERSION, StringMessageBase<MSGID_VERSION>::readFromByteArray);
   registerMessage(MSGID_GETTIME, SimpleMessage<MSGID_GETTIME>::readFromByteArray);
