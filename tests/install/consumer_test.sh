@@ -22,7 +22,7 @@ int main() {
   return *back == v ? 0 : 1;
 }
 CPP
-expected="1970-01-01 00:00:01.500000  VERSION                          | 0.1"
+expected="1970-01-01 00:00:01.500000  VERSION     | 0.1"
 
 pcdir=$(dirname "$(find "$prefix" -name vxtrace.pc | head -n 1)")
 libdir=$(dirname "$(find "$prefix" -name 'libvxtrace.so.0' | head -n 1)")
