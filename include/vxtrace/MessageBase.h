@@ -22,7 +22,14 @@ class VXTRACE_API MessageBase {
     std::size_t operator()(msgid_t id) const noexcept { return static_cast<std::size_t>(id); }
   };
 
-  enum portDirection_t { PortDirUnknown = 0, PortDirIn = 1, PortDirOut = 2, PortDirInOut = 3 };
+  // Fixed underlying type: any value taken from a frame is a valid object of the type (and
+  // prints as PortDirUnknown) instead of undefined behaviour.
+  enum portDirection_t : int {
+    PortDirUnknown = 0,
+    PortDirIn = 1,
+    PortDirOut = 2,
+    PortDirInOut = 3
+  };
 
   std::string label;              // printed in front of the text form when not empty
   std::vector<uint8_t> rawBytes;  // filled by readers on request (TraceMessageBuffer)

@@ -4,8 +4,10 @@
 
 #include "vxtrace/Export.h"
 
-// Record identifier, the second 16-bit word of every frame header.
-enum msgid_t : uint16_t {
+// Record identifier, the second 16-bit word of every frame header. Exported: clang gives a
+// template instance no more visibility than its arguments, so SimpleMessage<N> and
+// StringMessageBase<N> would otherwise be hidden in the library.
+enum VXTRACE_API msgid_t : uint16_t {
   MSGID_MARKER = 0,
   MSGID_CAN = 1,
   MSGID_MOST = 2,

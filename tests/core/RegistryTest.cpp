@@ -96,8 +96,8 @@ TEST(Decoder, RejectsShortAndUnknownFramesPerInvalidHandling) {
   EXPECT_EQ(inv->cause, invalidId);
   EXPECT_EQ(inv->id, 15);
   EXPECT_EQ(inv->toString(), "1970-01-01 00:00:00.000000  Invalid Message: Id=0x0f, n=0 ");
-  EXPECT_EQ(MessageBase::readFromByteArray(nullptr, 0) != nullptr, true);
-  delete MessageBase::readFromByteArray(nullptr, 0);
+  std::unique_ptr<MessageBase> empty(MessageBase::readFromByteArray(nullptr, 0));
+  EXPECT_NE(empty, nullptr);
 }
 
 TEST(Decoder, CarriesEnumerationFaultsIntoInvalidMessage) {
