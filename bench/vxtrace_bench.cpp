@@ -1,0 +1,332 @@
+// Throughput of the library on a 64 MiB in-memory trace of CAN records, against memcpy of the
+// same bytes as the ceiling.
+//
+// Frame cutting is measured twice. "CutInPlace" aims a TraceMessageBuffer's buffer at the trace
+// itself (a subclass swaps pbuffer, pDataStart and pDataEnd and restores them before the base
+// destructor runs), so that only getNextMessage(begin, end) is timed. "CutFromMemfd" reads the
+// trace through read(2) from a memfd into a 1 MiB buffer, as an application reading a cached
+// file would; the difference between the two is the kernel's copy. A pipe is not used: at
+// these rates it measures the pipe.
+//
+// Rates are per wall-clock second (UseRealTime), memcpy's included. Counters: bytes/s and items/s
+// (records), "vs_memcpy" (bytes/s divided by the memcpy rate of the same run), "allocs/record"
+// (calls of operator new per record) and "peak_heap_KiB" (the most heap held at once during the
+// run, trace and output excluded where they are allocated before the timed loop).
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/MessageBase.h"
+#include "vxtrace/TraceMessageBuffer.h"
+#ifdef VXTRACE_BENCH_WITH_GENERATOR
+#include "TraceGenerator.h"
+#endif
+
+// ---- heap accounting: every operator new of the process, the library's included ------------
+namespace {
+struct HeapStats {
+  uint64_t allocations = 0;
+  int64_t live = 0;
+  int64_t peak = 0;
+};
+HeapStats heap;
+
+void* countedAlloc(std::size_t n) {
+  void* p = std::malloc(n == 0 ? 1 : n);
+  if (p == nullptr) throw std::bad_alloc();
+  ++heap.allocations;
+  heap.live += static_cast<int64_t>(malloc_usable_size(p));
+  if (heap.live > heap.peak) heap.peak = heap.live;
+  return p;
+}
+void countedFree(void* p) {
+  if (p == nullptr) return;
+  heap.live -= static_cast<int64_t>(malloc_usable_size(p));
+  std::free(p);
+}
+}  // namespace
+
+void* operator new(std::size_t n) { return countedAlloc(n); }
+void* operator new[](std::size_t n) { return countedAlloc(n); }
+void operator delete(void* p) noexcept { countedFree(p); }
+void operator delete[](void* p) noexcept { countedFree(p); }
+void operator delete(void* p, std::size_t) noexcept { countedFree(p); }
+void operator delete[](void* p, std::size_t) noexcept { countedFree(p); }
+
+namespace {
+
+constexpr std::size_t kTraceBytes = 64u << 20;
+
+struct Trace {
+  std::vector<unsigned char> bytes;  // frames with sync marker, back to back
+  std::size_t records = 0;
+};
+
+#ifdef VXTRACE_BENCH_WITH_GENERATOR
+Trace makeTrace() {
+  Trace t;
+  t.records = vxtrace::gen::generateCanTrace(t.bytes, kTraceBytes);
+  return t;
+}
+#else
+// Classic CAN frames of 0 to 8 data bytes on four channels, a few error frames among them,
+// time stamps 100 us apart: the shape of a busy vehicle bus.
+Trace makeTrace() {
+  Trace t;
+  t.bytes.reserve(kTraceBytes + 64);
+  uint32_t rng = 12345;
+  unsigned long long ts = 1700000000000000ULL;
+  while (t.bytes.size() < kTraceBytes) {
+    rng = rng * 1664525u + 1013904223u;
+    const uint8_t len = static_cast<uint8_t>((rng >> 8) % 9);
+    uint8_t data[8];
+    for (int i = 0; i < 8; ++i) data[i] = static_cast<uint8_t>(rng >> (i * 3));
+    // An error frame carries neither identifier nor data.
+    const bool error = (rng >> 24) % 97 == 0;
+    CANTraceMessage msg(ts, static_cast<uint8_t>((rng >> 16) & 3),
+                        error ? CAN_FRAME_ERROR : CAN_FRAME_STANDARD, error ? 3 : 0,
+                        error ? 0 : (rng >> 4) & 0x7FF, data, error ? 0 : len);
+    msg.createByteArray(t.bytes, true, true);
+    ts += 100;
+    ++t.records;
+  }
+  return t;
+}
+#endif
+
+const Trace& trace() {
+  static const Trace t = [] {
+    MessageBase::registerMessages();
+    return makeTrace();
+  }();
+  return t;
+}
+
+double memcpyBytesPerSecond = 0;  // set by BM_Memcpy, which runs first
+
+// Wall-clock time of a benchmark's timed loop, for the ratio to memcpy.
+class LoopClock {
+ public:
+  LoopClock() : start_(std::chrono::steady_clock::now()) {}
+  double seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_;
+};
+
+void setCounters(benchmark::State& state, const LoopClock& clock, std::size_t bytesPerIteration,
+                 std::size_t recordsPerIteration, uint64_t allocations) {
+  const double seconds = clock.seconds();
+  const auto iterations = static_cast<int64_t>(state.iterations());
+  const double bytes = static_cast<double>(iterations) * static_cast<double>(bytesPerIteration);
+  state.SetBytesProcessed(iterations * static_cast<int64_t>(bytesPerIteration));
+  state.SetItemsProcessed(iterations * static_cast<int64_t>(recordsPerIteration));
+  if (memcpyBytesPerSecond > 0 && seconds > 0)
+    state.counters["vs_memcpy"] = bytes / seconds / memcpyBytesPerSecond;
+  state.counters["allocs/record"] =
+      static_cast<double>(allocations) /
+      (static_cast<double>(iterations) * static_cast<double>(recordsPerIteration));
+}
+
+// A reader whose buffer is the trace itself: getNextMessage() cuts in place, nothing is read.
+class InPlaceReader : public TraceMessageBuffer {
+ public:
+  explicit InPlaceReader(const std::vector<unsigned char>& bytes) : TraceMessageBuffer(-1, 16u) {
+    own_ = pbuffer;
+    auto* p = const_cast<uint8_t*>(bytes.data());  // only read: frames are handed out in place
+    pbuffer = pDataStart = p;
+    pDataEnd = p + bytes.size();
+    bufferSize = static_cast<unsigned int>(bytes.size());
+  }
+  ~InPlaceReader() override {
+    pbuffer = pDataStart = pDataEnd = own_;
+    bufferSize = 16;
+  }
+
+ private:
+  uint8_t* own_;
+};
+
+// A memfd holding the trace, read from its start by each reader.
+class MemFile {
+ public:
+  explicit MemFile(const std::vector<unsigned char>& bytes) {
+    fd_ = memfd_create("vxtrace-bench", MFD_CLOEXEC);
+    if (fd_ < 0) throw std::runtime_error("memfd_create failed");
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+      ssize_t n = ::write(fd_, bytes.data() + done, bytes.size() - done);
+      if (n <= 0) throw std::runtime_error("write to memfd failed");
+      done += static_cast<std::size_t>(n);
+    }
+  }
+  ~MemFile() { ::close(fd_); }
+  int rewind() const {
+    lseek(fd_, 0, SEEK_SET);
+    return fd_;
+  }
+
+ private:
+  int fd_;
+};
+
+constexpr unsigned int kReadBuffer = 1u << 20;
+
+void BM_Memcpy(benchmark::State& state) {
+  const Trace& t = trace();
+  std::vector<unsigned char> dst(t.bytes.size(), 1);  // faulted in before timing
+  LoopClock clock;
+  for (auto _ : state) {
+    std::memcpy(dst.data(), t.bytes.data(), t.bytes.size());
+    benchmark::DoNotOptimize(dst.data());
+    benchmark::ClobberMemory();
+  }
+  memcpyBytesPerSecond = static_cast<double>(state.iterations()) *
+                         static_cast<double>(t.bytes.size()) / clock.seconds();
+  setCounters(state, clock, t.bytes.size(), t.records, 0);
+}
+BENCHMARK(BM_Memcpy)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_CutInPlace(benchmark::State& state) {
+  const Trace& t = trace();
+  const uint64_t allocs0 = heap.allocations;
+  LoopClock clock;
+  for (auto _ : state) {
+    InPlaceReader reader(t.bytes);
+    reader.reportErrors = false;
+    uint8_t* begin;
+    uint8_t* end;
+    std::size_t n = 0;
+    while (reader.getNextMessage(begin, end)) ++n;
+    if (n != t.records) state.SkipWithError("wrong number of frames");
+    benchmark::DoNotOptimize(n);
+  }
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+}
+BENCHMARK(BM_CutInPlace)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Reads and cuts; the shape of an application loop.
+template <typename Take>
+std::size_t readAll(TraceMessageBuffer& reader, Take take) {
+  std::size_t n = 0;
+  for (;;) {
+    const int r = reader.read();
+    n += take(reader);
+    if (r <= 0) break;
+  }
+  return n;
+}
+
+void BM_CutFromMemfd(benchmark::State& state) {
+  const Trace& t = trace();
+  MemFile file(t.bytes);
+  const uint64_t allocs0 = heap.allocations;
+  LoopClock clock;
+  for (auto _ : state) {
+    TraceMessageBuffer reader(file.rewind(), kReadBuffer);
+    reader.reportErrors = false;
+    std::size_t n = readAll(reader, [](TraceMessageBuffer& r) {
+      uint8_t* begin;
+      uint8_t* end;
+      std::size_t k = 0;
+      while (r.getNextMessage(begin, end)) ++k;
+      return k;
+    });
+    if (n != t.records) state.SkipWithError("wrong number of frames");
+  }
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+}
+BENCHMARK(BM_CutFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_DecodeFromMemfd(benchmark::State& state) {
+  const Trace& t = trace();
+  MemFile file(t.bytes);
+  const uint64_t allocs0 = heap.allocations;
+  heap.peak = heap.live;
+  const int64_t base = heap.live;
+  LoopClock clock;
+  for (auto _ : state) {
+    TraceMessageBuffer reader(file.rewind(), kReadBuffer);
+    reader.reportErrors = false;
+    std::size_t n = readAll(reader, [](TraceMessageBuffer& r) {
+      std::size_t k = 0;
+      while (std::unique_ptr<MessageBase> msg{r.getNextMessage()}) {
+        benchmark::DoNotOptimize(msg.get());
+        ++k;
+      }
+      return k;
+    });
+    if (n != t.records) state.SkipWithError("wrong number of records");
+  }
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+  state.counters["peak_heap_KiB"] = static_cast<double>(heap.peak - base) / 1024.0;
+}
+BENCHMARK(BM_DecodeFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The records of the trace as objects, for encoding and printing.
+const std::vector<std::unique_ptr<MessageBase>>& records() {
+  static const std::vector<std::unique_ptr<MessageBase>> all = [] {
+    std::vector<std::unique_ptr<MessageBase>> v;
+    const Trace& t = trace();
+    v.reserve(t.records);
+    InPlaceReader reader(t.bytes);
+    uint8_t* begin;
+    uint8_t* end;
+    while (reader.getNextMessage(begin, end)) {
+      v.emplace_back(MessageBase::readFromByteArray(begin, static_cast<unsigned int>(end - begin)));
+    }
+    return v;
+  }();
+  return all;
+}
+
+void BM_Encode(benchmark::State& state) {
+  const Trace& t = trace();
+  const auto& all = records();
+  std::vector<unsigned char> out;
+  out.reserve(t.bytes.size());
+  const uint64_t allocs0 = heap.allocations;
+  LoopClock clock;
+  for (auto _ : state) {
+    out.clear();
+    for (const auto& msg : all) msg->createByteArray(out, true, true);
+    benchmark::DoNotOptimize(out.data());
+  }
+  if (out != t.bytes) state.SkipWithError("encoding differs from the trace");
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+}
+BENCHMARK(BM_Encode)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_Print(benchmark::State& state) {
+  const Trace& t = trace();
+  const auto& all = records();
+  const uint64_t allocs0 = heap.allocations;
+  std::size_t chars = 0;
+  LoopClock clock;
+  for (auto _ : state) {
+    chars = 0;
+    for (const auto& msg : all) chars += msg->toString().size();
+    benchmark::DoNotOptimize(chars);
+  }
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+  state.counters["chars/record"] = static_cast<double>(chars) / static_cast<double>(t.records);
+}
+BENCHMARK(BM_Print)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,134 @@
+#include "FuzzSupport.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "vxtrace/Exceptions.h"
+#include "vxtrace/MessageBase.h"
+
+namespace vxfuzz {
+namespace {
+
+class NullBuffer : public std::streambuf {
+ protected:
+  int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+  std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
+};
+
+// Writers refuse frames whose size field cannot describe them; beyond this no exact-size
+// buffers are tried.
+constexpr unsigned int kMaxFrame = 0x10004 + 4;
+
+// writeToByteArray into a heap block of exactly room bytes, so that AddressSanitizer sees any
+// byte written past it.
+void writeIntoExactRoom(const MessageBase& msg, unsigned int room, bool withSync) {
+  std::unique_ptr<unsigned char[]> block(new unsigned char[room]);
+  unsigned char* out = block.get();
+  msg.writeToByteArray(out, room, withSync);
+  if (out < block.get() || out > block.get() + room)
+    fail("writeToByteArray moved out past room", &msg);
+}
+
+// The bytes createByteArray produced, empty when it refused the record.
+std::vector<unsigned char> encode(const MessageBase& msg, bool withSync) {
+  std::vector<unsigned char> buf;
+  if (msg.createByteArray(buf, withSync, false) == 0) buf.clear();
+  return buf;
+}
+
+}  // namespace
+
+void silenceStandardStreams() {
+  static NullBuffer sink;
+  std::cout.rdbuf(&sink);
+  std::cerr.rdbuf(&sink);
+}
+
+void fail(const char* what, const MessageBase* msg) {
+  std::fprintf(stderr, "==vxfuzz== invariant broken: %s\n", what);
+  if (msg != nullptr) {
+    std::fprintf(stderr, "==vxfuzz== record: msgId %u, getSize %u\n",
+                 static_cast<unsigned>(msg->msgId), msg->getSize());
+  }
+  std::abort();
+}
+
+void exercise(const MessageBase& msg, bool redecode) {
+  const std::string text = msg.toString();
+
+  // print and toString give the same text.
+  std::ostringstream plain;
+  msg.print(plain);
+  if (plain.str() != text) fail("print and toString differ", &msg);
+
+  // A printer leaves the caller's stream as it found it.
+  std::ostringstream dressed;
+  dressed << std::hex << std::uppercase << std::showbase << std::left << std::setfill('*')
+          << std::setprecision(3);
+  const auto flags = dressed.flags();
+  msg.print(dressed);
+  if (dressed.flags() != flags) fail("printer changed the stream's flags", &msg);
+  if (dressed.fill() != '*') fail("printer changed the stream's fill character", &msg);
+  if (dressed.precision() != 3) fail("printer changed the stream's precision", &msg);
+
+  const unsigned int size = msg.getSize();
+  const std::vector<unsigned char> bare = encode(msg, false);
+  const std::vector<unsigned char> synced = encode(msg, true);
+
+  // Appending keeps what the vector held.
+  std::vector<unsigned char> appended = {0xA5, 0x5A, 0x01};
+  msg.createByteArray(appended, true, true);
+  if (appended.size() < 3 || appended[0] != 0xA5 || appended[1] != 0x5A || appended[2] != 0x01)
+    fail("createByteArray with append changed the bytes before the end", &msg);
+
+  if (size <= kMaxFrame) {
+    const unsigned int rooms[] = {0, 13, 14, 15, 16, size + 1, size + 2, size + 3, size + 4};
+    for (unsigned int room : rooms) {
+      writeIntoExactRoom(msg, room, false);
+      writeIntoExactRoom(msg, room, true);
+    }
+  }
+
+  std::unique_ptr<MessageBase> copy(msg.clone());
+  if (!copy) fail("clone returned null", &msg);
+  if (copy->msgId != msg.msgId || copy->timeStamp != msg.timeStamp ||
+      copy->headerWord != msg.headerWord)
+    fail("clone differs in the header fields", &msg);
+  if (copy->toString() != text) fail("clone prints differently", &msg);
+  if (copy->getSize() != size) fail("clone has another size", &msg);
+  if (encode(*copy, false) != bare) fail("clone encodes differently", &msg);
+  volatile bool same = (*copy == msg);
+  (void)same;
+
+  volatile uint64_t key = msg.getSourceChannelID();
+  (void)key;
+  const std::string channel = msg.getSourceChannel();
+  copy->cascadeChannel(1);
+  (void)copy->toString();
+
+  if (redecode && bare.size() >= 4 && msg.msgId != MSGID_INVALID) {
+    // A record's own encoding decodes to a record with the same encoding.
+    std::unique_ptr<MessageBase> again;
+    try {
+      again.reset(
+          MessageBase::readFromByteArray(bare.data(), static_cast<unsigned int>(bare.size())));
+    } catch (const BufferMismatchException&) {
+    } catch (const VxSimpleException&) {
+    } catch (const VXException&) {
+    }
+    if (again && again->msgId != MSGID_INVALID) {
+      exercise(*again, false);
+      if (encode(*again, false) != bare) fail("re-decoded record encodes differently", &msg);
+    }
+  }
+}
+
+}  // namespace vxfuzz

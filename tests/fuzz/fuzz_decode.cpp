@@ -1,0 +1,85 @@
+// Feeds one frame to the decoder and every creator, then exercises whatever comes back.
+//
+// Input: one selector byte, then the frame from its size field on.
+//   0xFF          the frame goes to MessageBase::readFromByteArray as it is (seeds use this:
+//                 they carry their own identifier);
+//   anything else picks, modulo their number, one entry of the sorted registered identifiers
+//                 followed by the creators the library exports without registering them. A
+//                 registered identifier is written into bytes 2..3 and the frame decoded; an
+//                 unregistered creator is called directly.
+// Each frame is decoded twice: with invalidHandling 1 (undecodable frames come back as
+// InvalidMessage) and with the initial value (they come back as null).
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "FuzzSupport.h"
+#include "vxtrace/vxtrace.h"
+
+namespace {
+
+struct Entry {
+  msgid_t id;
+  MessageBase::creator_t creator;  // null: decode through the registry
+};
+
+std::vector<Entry> entries;
+int initialInvalidHandling;
+
+MessageBase* decode(const Entry* entry, const uint8_t* data, unsigned int length) {
+  try {
+    if (entry != nullptr && entry->creator != nullptr) return entry->creator(data, length);
+    return MessageBase::readFromByteArray(data, length);
+  } catch (const InvalidMessageException&) {
+    // Only the unregistered creators let this one through; the decoder catches it.
+    if (entry == nullptr || entry->creator == nullptr)
+      vxfuzz::fail("the decoder let InvalidMessageException escape", nullptr);
+  } catch (const BufferMismatchException&) {
+  } catch (const VxSimpleException&) {
+  } catch (const VXException&) {
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  vxfuzz::silenceStandardStreams();
+  initialInvalidHandling = MessageBase::invalidHandling;
+  MessageBase::registerMessages();
+  std::vector<msgid_t> ids;
+  for (const auto& kv : MessageBase::creators) ids.push_back(kv.first);
+  std::sort(ids.begin(), ids.end());
+  for (msgid_t id : ids) entries.push_back({id, nullptr});
+  // Creators the library exports but does not register.
+  entries.push_back({MSGID_INVALID, InvalidMessage::readFromByteArray});
+  entries.push_back({MSGID_CUSTOMER, SimpleMessage<MSGID_CUSTOMER>::readFromByteArray});
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
+  if (size == 0) return 0;
+  const uint8_t selector = input[0];
+  const unsigned int length = static_cast<unsigned int>(std::min<size_t>(size - 1, 0x20000));
+  const Entry* entry = selector == 0xFF ? nullptr : &entries[selector % entries.size()];
+
+  // A heap block of exactly the frame's length: any read past it is caught.
+  std::unique_ptr<uint8_t[]> frame(new uint8_t[length]);
+  if (length != 0) std::memcpy(frame.get(), input + 1, length);
+  if (entry != nullptr && entry->creator == nullptr && length >= 4) {
+    frame[2] = static_cast<uint8_t>(entry->id >> 8);
+    frame[3] = static_cast<uint8_t>(entry->id);
+  }
+  // The exported creators are entitled to the four bytes the decoder guarantees its own.
+  if (entry != nullptr && entry->creator != nullptr && length < 4) return 0;
+
+  for (int handling : {1, initialInvalidHandling}) {
+    MessageBase::invalidHandling = handling;
+    std::unique_ptr<MessageBase> msg(decode(entry, frame.get(), length));
+    if (msg) vxfuzz::exercise(*msg, true);
+  }
+  MessageBase::invalidHandling = initialInvalidHandling;
+  return 0;
+}
