@@ -1,6 +1,11 @@
 #pragma once
 // Everything of the library's programming interface.
 #include "vxtrace/BusId.h"
+#include "vxtrace/CANExtTraceMessage.h"
+#include "vxtrace/CANInterface.h"
+#include "vxtrace/CANStartStopMessage.h"
+#include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/CANTraceMessageBase.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/Exceptions.h"
 #include "vxtrace/Export.h"

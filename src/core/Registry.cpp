@@ -3,6 +3,8 @@
 #include "vxtrace/vxtrace.h"
 
 void MessageBase::registerMessages() {
+  registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
   registerMessage(MSGID_CONFIGURATIONDATA,
                   StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
   registerMessage(MSGID_TIMEJUMP, SimpleMessage<MSGID_TIMEJUMP>::readFromByteArray);

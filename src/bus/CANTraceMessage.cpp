@@ -1,0 +1,149 @@
+#include "vxtrace/CANTraceMessage.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iomanip>
+#include <sstream>
+
+#include "bus/CANCommon.h"
+#include "util/ByteOrder.h"
+#include "util/ByteReader.h"
+#include "util/ByteWriter.h"
+#include "util/StreamStateGuard.h"
+
+using vxtrace::detail::ByteReader;
+using vxtrace::detail::ByteWriter;
+
+CANTraceMessage::CANTraceMessage(unsigned long long ts) : CANTraceMessage(MSGID_CAN, ts) {}
+
+CANTraceMessage::CANTraceMessage(msgid_t msgid, unsigned long long ts)
+    : CANTraceMessageBase(msgid, ts) {
+  type = CAN_TYPE_STANDARD;
+}
+
+CANTraceMessage::CANTraceMessage(unsigned long long ts, uint8_t channel_, canframe_t frame_,
+                                 uint8_t state_, uint32_t id_, const std::vector<uint8_t>& bytes)
+    : CANTraceMessage(ts, channel_, frame_, state_, id_, bytes.data(),
+                      static_cast<unsigned int>(std::min<std::size_t>(bytes.size(), 64))) {}
+
+CANTraceMessage::CANTraceMessage(unsigned long long ts, uint8_t channel_, canframe_t frame_,
+                                 uint8_t state_, uint32_t id_, const uint8_t* bytes,
+                                 unsigned int count)
+    : CANTraceMessage(MSGID_CAN, ts) {
+  channel = channel_;
+  frame = frame_;
+  state = state_;
+  id = id_;
+  setData(bytes, count);
+}
+
+CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int frameLength)
+    : CANTraceMessage(MSGID_CAN, 0) {
+  // The classic record checks nothing: a short frame decodes with its missing bytes as 0.
+  ByteReader r(frameBytes, frameLength);
+  r.skip(4);  // size and identifier, read by the decoder
+  headerWord = r.be16();
+  timeStamp = r.be64();
+  channel = r.u8();
+  frame = static_cast<canframe_t>(r.u8());
+  state = r.u8();
+  length = r.u8();
+  if (frame == CAN_FRAME_ERROR) {
+    length = 0;  // an error frame carries no identifier and no data, whatever its length byte
+    return;
+  }
+  id = r.be16();
+  if (length > sizeof data) length = sizeof data;
+  r.bytes(data, std::min<std::size_t>(length, r.remaining()));
+}
+
+MessageBase* CANTraceMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
+  return new CANTraceMessage(data, length);
+}
+
+MessageBase* CANTraceMessage::clone() const { return new CANTraceMessage(*this); }
+
+unsigned int CANTraceMessage::writeToByteArray(unsigned char*& out, unsigned int room,
+                                               bool withSync) const {
+  if (MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
+  ByteWriter w(out);
+  w.u8(channel);
+  w.u8(static_cast<uint8_t>(frame));
+  w.u8(state);
+  if (frame == CAN_FRAME_ERROR) {
+    w.u8(length);
+  } else {
+    const unsigned int n = dataLength();
+    w.u8(static_cast<uint8_t>(n));
+    w.be16(static_cast<uint16_t>(id));
+    w.bytes(data, n);
+  }
+  return getSize();
+}
+
+unsigned int CANTraceMessage::getSize() const {
+  return frame == CAN_FRAME_ERROR ? 16 : 18 + dataLength();
+}
+
+bool CANTraceMessage::operator==(const std::vector<unsigned char>& bytes) const {
+  // The comparison reaches byte 20 + length, two beyond a frame of getSize(); a vector that
+  // short (a serialised error frame among them) is refused rather than read past.
+  const unsigned int n = dataLength();
+  if (bytes.size() < getSize() || bytes.size() < 20 + n) return false;
+  return vxtrace::detail::canHeaderMatches(*this, bytes) && bytes[14] == channel &&
+         bytes[15] == frame && bytes[16] == state && bytes[17] == length &&
+         vxtrace::detail::loadBE16(bytes.data() + 18) == id &&
+         std::memcmp(bytes.data() + 20, data, n) == 0;
+}
+
+bool CANTraceMessage::operator==(const canInfo_t& filter) const {
+  return vxtrace::detail::canInfoMatches(*this, filter);
+}
+
+void CANTraceMessage::print(std::ostream& os) const {
+  os << static_cast<const MessageBase&>(*this);
+  vxtrace::detail::StreamStateGuard guard(os);
+  os << std::dec << std::right << "  CAN #" << static_cast<unsigned int>(channel) + 1;
+  if (channel < 9) os << ' ';  // lines up one- and two-digit channel numbers
+  os << "     | ";
+  switch (frame) {
+    case CAN_FRAME_ERROR:
+      // The state byte goes out as a raw character, not as a number; long-standing, kept.
+      os << "Error Frame [error= " << static_cast<char>(state) << ']';
+      return;
+    case CAN_FRAME_STANDARD:
+      os << "Rx   ";
+      break;
+    case CAN_FRAME_TXMESSAGE:
+      os << "Tx   ";
+      break;
+    case CAN_FRAME_TXREQUEST:
+      os << "TxRq ";
+      break;
+    default:
+      os << "[Unknown CAN message type " << static_cast<uint32_t>(frame) << ']';
+      return;
+  }
+  if (length > 8) {
+    os << "[Incorrect NUMBYTES=" << static_cast<unsigned int>(length) << ']';
+    return;
+  }
+  os << std::hex << std::setfill('0') << std::setw(3) << id << "  " << std::dec
+     << static_cast<unsigned int>(length) << ' ' << std::hex;
+  dumpData(os, data, data + length);
+}
+
+std::string CANTraceMessage::toString() const {
+  std::ostringstream os;
+  print(os);
+  return os.str();
+}
+
+void CANTraceMessage::cascadeChannel(unsigned short offset) {
+  channel = static_cast<uint8_t>(channel + (offset & 0xFF));
+}
+
+std::ostream& operator<<(std::ostream& os, const CANTraceMessage& msg) {
+  msg.print(os);
+  return os;
+}

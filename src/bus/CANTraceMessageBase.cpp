@@ -1,0 +1,114 @@
+#include "vxtrace/CANTraceMessageBase.h"
+
+#include <cstring>
+
+#include "bus/CANCommon.h"
+#include "util/ByteOrder.h"
+#include "vxtrace/BusId.h"
+#include "vxtrace/PlatformUtil.h"
+
+namespace {
+
+const char* const kFrameNames[] = {"STANDARD", "ERROR", "TXMESSAGE", "TXREQUEST"};
+const char* const kTypeNames[] = {"STANDARD", "EXTENDED", "FD_STD", "FD_EXT"};
+const char* const kStateErrNames[] = {"NO",   "STUFF", "FORMAT", "ACK",
+                                      "BIT1", "BIT0",  "CRC",    "OVERRUN"};
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& os, canframe_t frame) {
+  return os << (frame < 4 ? kFrameNames[frame] : "<UNKNOWN>");
+}
+
+std::ostream& operator<<(std::ostream& os, cantype_t type) {
+  return os << (type < 4 ? kTypeNames[type] : "UNKNOWN");
+}
+
+std::ostream& operator<<(std::ostream& os, canstaterr_t err) {
+  if (err < 8) return os << kStateErrNames[err];
+  printUnknownEnum(os, static_cast<int>(err));
+  return os;
+}
+
+const uint8_t CANTraceMessageBase::numDlcBytes[16] = {0, 1,  2,  3,  4,  5,  6,  7,
+                                                      8, 12, 16, 20, 24, 32, 48, 64};
+
+CANTraceMessageBase::CANTraceMessageBase(msgid_t msgid, unsigned long long ts)
+    : MessageBase(msgid, ts),
+      channel(0),
+      frame(CAN_FRAME_STANDARD),
+      state(0),
+      type(CAN_TYPE_EXTENDED),
+      length(0),
+      id(0),
+      data{} {}
+
+CANTraceMessageBase::~CANTraceMessageBase() = default;
+
+unsigned int CANTraceMessageBase::getSize() const { return 12; }
+
+bool CANTraceMessageBase::operator==(const MessageBase& other) const {
+  if (other.msgId != MSGID_CAN && other.msgId != MSGID_CAN_EXT) return false;
+  // The identifier is a public field; only trust it together with the class.
+  const auto* o = dynamic_cast<const CANTraceMessageBase*>(&other);
+  if (o == nullptr) return false;
+  return id == o->id && channel == o->channel && length == o->length &&
+         std::memcmp(data, o->data, dataLength()) == 0 && frame == o->frame && state == o->state &&
+         timeStamp == o->timeStamp;
+}
+
+std::string CANTraceMessageBase::getSourceChannel() const {
+  return "CAN #" + std::to_string(static_cast<unsigned int>(channel));
+}
+
+uint64_t CANTraceMessageBase::getSourceChannelID() const {
+  return (static_cast<uint64_t>(sourceWord) << 32) |
+         (static_cast<uint32_t>(BUSID_CAN) << 8 | channel);
+}
+
+bool CANTraceMessageBase::equal(const CANTraceMessageBase& other) const {
+  return channel == other.channel && id == other.id && length == other.length &&
+         std::memcmp(data, other.data, dataLength()) == 0 && frame == other.frame &&
+         state == other.state;
+}
+
+bool CANTraceMessageBase::equal(const CANTraceMessageBase& other,
+                                const CANTraceMessageBase* mask) const {
+  if (mask == nullptr || mask->length != length) return equal(other);
+  // Only other is masked; this record's fields are taken as they stand.
+  if (channel != (mask->channel & other.channel) || id != (mask->id & other.id) ||
+      other.length != length || frame != other.frame || state != other.state) {
+    return false;
+  }
+  for (unsigned int i = 0, n = dataLength(); i < n; ++i) {
+    if (data[i] != (other.data[i] & mask->data[i])) return false;
+  }
+  return true;
+}
+
+void CANTraceMessageBase::setData(const uint8_t* bytes, unsigned int count) {
+  if (count > sizeof data) count = sizeof data;
+  if (count != 0) std::memcpy(data, bytes, count);
+  length = static_cast<uint8_t>(count);
+}
+
+namespace vxtrace::detail {
+
+bool canHeaderMatches(const CANTraceMessageBase& msg, const std::vector<unsigned char>& bytes) {
+  return loadBE16(bytes.data() + 2) == msg.msgId &&
+         loadBE32(bytes.data() + 6) == static_cast<uint32_t>(msg.timeStamp >> 32) &&
+         loadBE32(bytes.data() + 10) == static_cast<uint32_t>(msg.timeStamp);
+}
+
+bool canInfoMatches(const CANTraceMessageBase& msg, const canInfo_t& filter) {
+  if (msg.id != filter.canId || msg.channel != filter.channel || msg.length != filter.dlc) {
+    return false;
+  }
+  if (msg.length > sizeof filter.mask) return false;
+  for (unsigned int i = 0; i < msg.length; ++i) {
+    if ((msg.data[i] & filter.mask[i]) != filter.value[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace vxtrace::detail
