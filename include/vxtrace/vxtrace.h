@@ -17,4 +17,5 @@
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
+#include "vxtrace/TraceMessageBuffer.h"
 #include "vxtrace/WrapperMessage.h"
