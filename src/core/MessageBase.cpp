@@ -136,6 +136,7 @@ void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool u
   }
   vxtrace::detail::StreamStateGuard guard(os);
   os.fill('0');
+  os.setf(std::ios::right, std::ios::adjustfield);
   os << broken;
   if (digits == 0) return;
   if (digits > 6) digits = 6;

@@ -117,10 +117,10 @@ TEST(MessageBase, PrintsTimeStampsWithChosenDigits) {
 
 TEST(MessageBase, PrintersLeaveTheStreamStateAlone) {
   std::ostringstream os;
-  os << std::hex << std::setfill('*');
-  MessageBase::printTimeStamp(os, 1500000, true, 3);
+  os << std::hex << std::setfill('*') << std::left;
+  MessageBase::printTimeStamp(os, 1000005, true, 6);
   os << std::setw(4) << 255;
-  EXPECT_EQ(os.str(), "1970-01-01 00:00:01.500**ff");
+  EXPECT_EQ(os.str(), "1970-01-01 00:00:01.000005ff**");
 }
 
 TEST(MessageBase, PrefixCarriesLabelAndDefaultsAnswerForTheLogger) {
