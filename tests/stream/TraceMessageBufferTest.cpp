@@ -15,15 +15,12 @@
 #include <tuple>
 
 #include "support/TestSupport.h"
+#include "vxtrace/CANExtTraceMessage.h"
+#include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/StringMessageBase.h"
 #include "vxtrace/TraceMessageBuffer.h"
-#if __has_include("vxtrace/CANExtTraceMessage.h")
-#include "vxtrace/CANExtTraceMessage.h"
-#include "vxtrace/CANTraceMessage.h"
-#define VXTEST_HAVE_CAN 1
-#endif
 
 namespace {
 
@@ -508,7 +505,6 @@ TEST(TraceMessageBufferTest, PropertyRandomFramesAndGarbageSurviveChunkedReading
         m.reset(new StringMessageBase<MSGID_VERSION>(ts, std::string(body.begin(), body.end())));
         break;
       }
-#ifdef VXTEST_HAVE_CAN
       case 3: {
         Bytes data(pick(9));
         for (uint8_t& b : data) b = static_cast<uint8_t>(rng());
@@ -524,7 +520,6 @@ TEST(TraceMessageBufferTest, PropertyRandomFramesAndGarbageSurviveChunkedReading
                                        data));
         break;
       }
-#endif
       default:
         m.reset(new StringMessageBase<MSGID_TIMEZONE>(ts, "UTC+" + std::to_string(i)));
     }
