@@ -59,8 +59,8 @@ class VXTRACE_API TraceMessageBuffer {
   // Closes fd when open() opened it. A garbage run still open (the stream ended inside it) is
   // reported here.
   virtual ~TraceMessageBuffer();
-  // Refused (false) while unconsumed data is buffered; otherwise a new empty buffer of
-  // max(size, 1024) bytes.
+  // Refused (false) unless the buffer is empty (pDataEnd == pbuffer; clear() makes it so once
+  // everything is consumed); otherwise a new empty buffer of max(size, 1024) bytes.
   virtual bool resize(unsigned int size);
   // Drops all buffered data (the hunting state is kept).
   virtual void clear();
@@ -76,6 +76,11 @@ class VXTRACE_API TraceMessageBuffer {
   void close();
   // Text of the last open() failure ("cannot open '<name>': <reason>"); empty after success.
   const std::string& getLastError() const { return lastError; }
+
+  // Garbage skipped by the sync hunt over the reader's life: bytes (zero padding not counted)
+  // and runs (one per warning block).
+  unsigned long long getSkippedBytes() const { return totalSkipped; }
+  unsigned long long getSkippedRuns() const { return skippedRuns; }
 
   // Reads once into the free tail. Returns the byte count; 0 at end of file or when a
   // non-blocking descriptor has nothing (EAGAIN); -1 on error with errno set (ENOMEM: the
@@ -104,6 +109,8 @@ class VXTRACE_API TraceMessageBuffer {
   unsigned long long skippedCount = 0;
   bool skippedBeforeFrame = false;  // garbage skipped since the last frame handed out
   bool ownsFd = false;
+  unsigned long long totalSkipped = 0;
+  unsigned long long skippedRuns = 0;
   std::string lastError;
 
   bool huntSync();

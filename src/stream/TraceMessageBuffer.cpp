@@ -81,7 +81,7 @@ TraceMessageBuffer::~TraceMessageBuffer() {
 }
 
 bool TraceMessageBuffer::resize(unsigned int size) {
-  if (pDataStart != pDataEnd) return false;
+  if (pDataEnd != pbuffer) return false;
   const unsigned int capacity = std::max(size, kMinResize);
   uint8_t* fresh = new uint8_t[capacity];  // allocate first: a failure leaves the old buffer
   delete[] pbuffer;
@@ -244,6 +244,7 @@ bool TraceMessageBuffer::huntSync() {
 void TraceMessageBuffer::startResync(const uint8_t* at) {
   resyncing = true;
   dataSkipped = true;
+  ++skippedRuns;
   skippedHead.clear();
   skippedCount = 0;
   if (!reportErrors) return;
@@ -266,6 +267,7 @@ void TraceMessageBuffer::noteSkipped(const uint8_t* from, std::size_t count) {
   dataSkipped = true;
   skippedBeforeFrame = true;
   skippedCount += count;
+  totalSkipped += count;
   if (skippedHead.size() < kMaxDump) {
     const std::size_t take = std::min(count, kMaxDump - skippedHead.size());
     skippedHead.insert(skippedHead.end(), from, from + take);

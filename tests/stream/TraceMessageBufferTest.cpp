@@ -564,6 +564,10 @@ TEST(TraceMessageBufferTest, PropertyRandomFramesAndGarbageSurviveChunkedReading
       } while (r > 0);
     }
     check(got, skipped, err.text());
+    unsigned long long total = 0;
+    for (unsigned long long n : runLengths) total += n;
+    EXPECT_EQ(tmb.getSkippedBytes(), total);
+    EXPECT_EQ(tmb.getSkippedRuns(), runLengths.size());
   }
   {  // file opened by name, default buffer
     TempDir dir;
