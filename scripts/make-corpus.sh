@@ -142,6 +142,8 @@ seeds = {
     "v2-sync": (bytes([0x02, 0x00, 0x07]), c[:4000]),
     "v2-nosync": (bytes([0x03, 0x00, 0x05]), c[:3000].replace(b"Z", b"")),
     "v2-garbage": (bytes([0x02, 0x20, 0x03]), b"\x01\x02" + c[:1500] + b"\x00Z\x00"),
+    "v1-file": (bytes([0x80, 0x00, 0x00]), v1(head)),
+    "v2-file-cut-only": (bytes([0xC2, 0x00, 0x00]), c[:2000]),
 }
 for name, (ctl, body) in seeds.items():
     with open(os.path.join(d, name), "wb") as fh:
