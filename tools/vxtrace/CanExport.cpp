@@ -1,0 +1,247 @@
+#include "CanExport.h"
+
+#include <cstring>
+#include <vector>
+
+#include "vxtrace/CANExtTraceMessage.h"
+#include "vxtrace/CANTraceMessage.h"
+
+namespace vxtrace::cli {
+
+namespace {
+
+// SocketCAN identifier flags and error classes (linux/can.h, linux/can/error.h).
+constexpr uint32_t kEffFlag = 0x80000000u;
+constexpr uint32_t kErrFlag = 0x20000000u;
+constexpr uint32_t kErrCrtl = 0x00000004u;
+constexpr uint32_t kErrProt = 0x00000008u;
+constexpr uint32_t kErrAck = 0x00000020u;
+constexpr uint32_t kErrBusError = 0x00000080u;
+constexpr uint8_t kCrtlRxOverflow = 0x01;
+constexpr uint8_t kProtForm = 0x02;
+constexpr uint8_t kProtStuff = 0x04;
+constexpr uint8_t kProtBit0 = 0x08;
+constexpr uint8_t kProtBit1 = 0x10;
+constexpr uint8_t kProtLocCrcSeq = 0x08;
+constexpr uint8_t kProtLocAck = 0x19;
+constexpr uint8_t kFdBrs = 0x01;
+constexpr uint8_t kFdEsi = 0x02;
+constexpr uint8_t kFdFdf = 0x04;  // marks a CAN FD frame in the SocketCAN header
+
+constexpr uint16_t kLinktypeSocketCan = 227;
+
+bool isFdLength(unsigned n) {
+  return n <= 8 || n == 12 || n == 16 || n == 20 || n == 24 || n == 32 || n == 48 || n == 64;
+}
+
+// The error class and data bytes of a logger error code, as a SocketCAN driver reports it.
+bool mapError(unsigned code, SocketCanFrame& f) {
+  std::memset(f.data, 0, sizeof f.data);
+  f.length = 8;
+  uint32_t cls = kErrProt | kErrBusError;
+  switch (code) {
+    case CAN_ERR_STUFF:
+      f.data[2] = kProtStuff;
+      break;
+    case CAN_ERR_FORMAT:
+      f.data[2] = kProtForm;
+      break;
+    case CAN_ERR_ACK:
+      cls = kErrAck | kErrBusError | kErrProt;
+      f.data[3] = kProtLocAck;
+      break;
+    case CAN_ERR_BIT1:
+      f.data[2] = kProtBit1;
+      break;
+    case CAN_ERR_BIT0:
+      f.data[2] = kProtBit0;
+      break;
+    case CAN_ERR_CRC:
+      f.data[3] = kProtLocCrcSeq;
+      break;
+    case CAN_ERR_OVERRUN:
+      cls = kErrCrtl;
+      f.data[1] = kCrtlRxOverflow;
+      break;
+    default:
+      return false;
+  }
+  f.canId = kErrFlag | cls;
+  return true;
+}
+
+void putLE16(std::vector<uint8_t>& v, uint16_t x) {
+  v.push_back(static_cast<uint8_t>(x));
+  v.push_back(static_cast<uint8_t>(x >> 8));
+}
+void putLE32(std::vector<uint8_t>& v, uint32_t x) {
+  putLE16(v, static_cast<uint16_t>(x));
+  putLE16(v, static_cast<uint16_t>(x >> 16));
+}
+void putBE32(std::vector<uint8_t>& v, uint32_t x) {
+  v.push_back(static_cast<uint8_t>(x >> 24));
+  v.push_back(static_cast<uint8_t>(x >> 16));
+  v.push_back(static_cast<uint8_t>(x >> 8));
+  v.push_back(static_cast<uint8_t>(x));
+}
+void pad4(std::vector<uint8_t>& v) {
+  while (v.size() % 4) v.push_back(0);
+}
+// Fills in the block's total length at offset 4 and at its end.
+void finishBlock(std::vector<uint8_t>& block) {
+  putLE32(block, 0);
+  const uint32_t total = static_cast<uint32_t>(block.size());
+  for (int i = 0; i < 4; ++i) {
+    block[4 + i] = static_cast<uint8_t>(total >> (8 * i));
+    block[total - 4 + i] = static_cast<uint8_t>(total >> (8 * i));
+  }
+}
+
+}  // namespace
+
+const char* toSocketCan(const MessageBase& msg, SocketCanFrame& f) {
+  const auto* can = dynamic_cast<const CANTraceMessageBase*>(&msg);
+  if (can == nullptr || (msg.msgId != MSGID_CAN && msg.msgId != MSGID_CAN_EXT))
+    return "not a CAN frame record";
+  f = SocketCanFrame();
+  f.channel = can->channel;
+  f.timeStamp = msg.timeStamp;
+  switch (can->frame) {
+    case CAN_FRAME_ERROR:
+      return mapError(can->state & 0x0F, f) ? nullptr : "error frame without an error class";
+    case CAN_FRAME_TXREQUEST:
+      return "transmit request (not a bus frame)";
+    case CAN_FRAME_STANDARD:
+    case CAN_FRAME_TXMESSAGE:
+      break;
+    default:
+      return "unknown CAN frame kind";
+  }
+  const cantype_t type = msg.msgId == MSGID_CAN ? CAN_TYPE_STANDARD : can->type;
+  switch (type) {
+    case CAN_TYPE_STANDARD:
+    case CAN_TYPE_FD_STD:
+      if (can->id > 0x7FF) return "11-bit identifier out of range";
+      f.canId = can->id;
+      break;
+    case CAN_TYPE_EXTENDED:
+    case CAN_TYPE_FD_EXT:
+      if (can->id > 0x1FFFFFFF) return "29-bit identifier out of range";
+      f.canId = can->id | kEffFlag;
+      break;
+    default:
+      return "unknown CAN type";
+  }
+  f.fd = type == CAN_TYPE_FD_STD || type == CAN_TYPE_FD_EXT;
+  if (f.fd) {
+    if (!isFdLength(can->length)) return "CAN FD length not codable as a DLC";
+    if (can->state & 0x40) f.fdFlags |= kFdBrs;
+    if (can->state & 0x80) f.fdFlags |= kFdEsi;
+  } else if (can->length > 8) {
+    return "classic CAN frame longer than 8 bytes";
+  }
+  f.length = can->length;
+  std::memcpy(f.data, can->data, f.length);
+  return nullptr;
+}
+
+CanExporter::CanExporter(std::FILE* file, Format format) : file_(file), format_(format) {
+  if (format_ == Pcapng) writePcapngHeader();
+}
+
+void CanExporter::add(const MessageBase& msg) {
+  SocketCanFrame f;
+  if (const char* reason = toSocketCan(msg, f)) {
+    ++skipped_[reason];
+    return;
+  }
+  if (format_ == Candump) {
+    writeCandump(f);
+  } else {
+    writePcapngFrame(f);
+  }
+  ++written_;
+}
+
+void CanExporter::writeCandump(const SocketCanFrame& f) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  char line[200];
+  int n = std::snprintf(line, sizeof line, "(%010llu.%06llu) can%u ", f.timeStamp / 1000000ULL,
+                        f.timeStamp % 1000000ULL, f.channel);
+  if (f.canId & (kEffFlag | kErrFlag)) {
+    n += std::snprintf(line + n, sizeof line - n, "%08X#",
+                       static_cast<unsigned>(f.canId & (0x1FFFFFFFu | kErrFlag)));
+  } else {
+    n += std::snprintf(line + n, sizeof line - n, "%03X#", static_cast<unsigned>(f.canId));
+  }
+  if (f.fd) {
+    line[n++] = '#';
+    line[n++] = kDigits[f.fdFlags & 0x0F];
+  }
+  for (unsigned i = 0; i < f.length; ++i) {
+    line[n++] = kDigits[f.data[i] >> 4];
+    line[n++] = kDigits[f.data[i] & 0x0F];
+  }
+  line[n++] = '\n';
+  std::fwrite(line, 1, static_cast<std::size_t>(n), file_);
+}
+
+void CanExporter::writePcapngHeader() {
+  std::vector<uint8_t> b;
+  putLE32(b, 0x0A0D0D0A);  // section header block
+  putLE32(b, 0);
+  putLE32(b, 0x1A2B3C4D);  // byte-order magic: the file is little-endian
+  putLE16(b, 1);
+  putLE16(b, 0);
+  putLE32(b, 0xFFFFFFFF);  // section length unknown
+  putLE32(b, 0xFFFFFFFF);
+  finishBlock(b);
+  std::fwrite(b.data(), 1, b.size(), file_);
+}
+
+void CanExporter::writePcapngFrame(const SocketCanFrame& f) {
+  auto it = interfaces_.find(f.channel);
+  if (it == interfaces_.end()) {
+    // One interface per logger channel, described where it is first used.
+    std::vector<uint8_t> b;
+    putLE32(b, 1);  // interface description block
+    putLE32(b, 0);
+    putLE16(b, kLinktypeSocketCan);
+    putLE16(b, 0);
+    putLE32(b, 0);  // no snapshot limit
+    const std::string name = "can" + std::to_string(f.channel);
+    putLE16(b, 2);  // if_name
+    putLE16(b, static_cast<uint16_t>(name.size()));
+    b.insert(b.end(), name.begin(), name.end());
+    pad4(b);
+    putLE32(b, 0);  // end of options
+    finishBlock(b);
+    std::fwrite(b.data(), 1, b.size(), file_);
+    it = interfaces_.emplace(f.channel, static_cast<uint32_t>(interfaces_.size())).first;
+  }
+  // SocketCAN frame: big-endian can_id, length, FD flags, two reserved bytes, data padded to
+  // the frame's full size (16 bytes classic, 72 bytes FD) as the kernel hands it out.
+  std::vector<uint8_t> packet;
+  putBE32(packet, f.canId);
+  packet.push_back(f.length);
+  packet.push_back(f.fd ? static_cast<uint8_t>(f.fdFlags | kFdFdf) : 0);
+  packet.push_back(0);
+  packet.push_back(0);
+  packet.insert(packet.end(), f.data, f.data + f.length);
+  packet.resize(f.fd ? 72 : 16, 0);
+
+  std::vector<uint8_t> b;
+  putLE32(b, 6);  // enhanced packet block
+  putLE32(b, 0);
+  putLE32(b, it->second);
+  putLE32(b, static_cast<uint32_t>(f.timeStamp >> 32));  // microseconds (default resolution)
+  putLE32(b, static_cast<uint32_t>(f.timeStamp));
+  putLE32(b, static_cast<uint32_t>(packet.size()));
+  putLE32(b, static_cast<uint32_t>(packet.size()));
+  b.insert(b.end(), packet.begin(), packet.end());
+  pad4(b);
+  finishBlock(b);
+  std::fwrite(b.data(), 1, b.size(), file_);
+}
+
+}  // namespace vxtrace::cli

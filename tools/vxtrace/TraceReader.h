@@ -1,0 +1,58 @@
+#pragma once
+// Reads a trace from a descriptor through TraceMessageBuffer, in constant memory, and counts
+// what could not be read: undecodable frames, garbage between frames, a truncated last frame.
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "vxtrace/MessageBase.h"
+
+namespace vxtrace::cli {
+
+class Progress;
+
+struct ReadOptions {
+  bool v2 = false;              // second framing ('Z', type, length, frame)
+  bool expectSync = true;       // frames are preceded by their sync marker
+  bool keepRawData = false;     // records get their frame bytes (with the marker) in rawBytes
+  bool invalidRecords = false;  // undecodable frames come back as InvalidMessage records
+  bool showReports = true;      // the reader's and our own reports reach standard error
+};
+
+struct ReadCounts {
+  uint64_t bytesRead = 0;
+  uint64_t records = 0;       // records handed to the sink, InvalidMessage included
+  uint64_t undecodable = 0;   // frames that did not decode (reported or as InvalidMessage)
+  uint64_t garbageBytes = 0;  // bytes skipped between frames (zero padding not counted)
+  uint64_t garbageRuns = 0;
+  uint64_t truncatedBytes = 0;  // an incomplete frame at the end of the input
+
+  bool clean() const { return undecodable == 0 && garbageBytes == 0 && truncatedBytes == 0; }
+};
+
+class TraceReader {
+ public:
+  // Receives each record in stream order; returns false to stop reading.
+  using Sink = std::function<bool(std::unique_ptr<MessageBase>)>;
+
+  // fd stays owned by the caller; name labels reports ("x.vxt", "standard input").
+  TraceReader(int fd, std::string name, const ReadOptions& options, Progress* progress);
+
+  // Reads to the end of the input (or until the sink stops). False on a read error: then
+  // error() holds the one-line reason.
+  bool run(const Sink& sink);
+
+  const ReadCounts& counts() const { return counts_; }
+  const std::string& error() const { return error_; }
+
+ private:
+  int fd_;
+  std::string name_;
+  ReadOptions options_;
+  Progress* progress_;
+  ReadCounts counts_;
+  std::string error_;
+};
+
+}  // namespace vxtrace::cli

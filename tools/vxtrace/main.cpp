@@ -1,0 +1,574 @@
+// vxtrace: dump, summarise, generate and convert trace files.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cctype>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "CanExport.h"
+#include "Progress.h"
+#include "TraceGenerator.h"
+#include "TraceReader.h"
+#include "vxtrace/vxtrace.h"
+
+using namespace vxtrace::cli;
+
+namespace {
+
+// Exit status: 0 all went well, 1 undecodable frames or garbage met, 2 usage or I/O error.
+constexpr int kExitOk = 0;
+constexpr int kExitDataErrors = 1;
+constexpr int kExitFailure = 2;
+
+// A usage or I/O error: one line on standard error, exit status 2.
+struct Failure {
+  std::string message;
+};
+
+std::string inQuotes(const std::string& s) { return "'" + s + "'"; }
+
+// An input named on the command line; "-" is standard input.
+struct Input {
+  int fd = -1;
+  std::string name;   // for messages
+  uint64_t size = 0;  // 0 when unknown (a pipe)
+
+  explicit Input(const std::string& path) {
+    if (path == "-") {
+      fd = STDIN_FILENO;
+      name = "standard input";
+    } else {
+      fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      if (fd < 0) throw Failure{"cannot open " + inQuotes(path) + ": " + std::strerror(errno)};
+      name = path;
+    }
+    struct stat st;
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) size = static_cast<uint64_t>(st.st_size);
+  }
+  ~Input() {
+    if (fd > STDIN_FILENO) ::close(fd);
+  }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+};
+
+// Output file; "-" is standard output.
+struct Output {
+  std::FILE* file = nullptr;
+  std::string name;
+
+  explicit Output(const std::string& path) {
+    if (path == "-") {
+      file = stdout;
+      name = "standard output";
+    } else {
+      file = std::fopen(path.c_str(), "wb");
+      if (file == nullptr)
+        throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
+      name = path;
+    }
+    static char buffer[1 << 20];
+    if (file != stdout)
+      std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
+    else
+      std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+  }
+  // Flushes and closes; a failure here (disk full) is an I/O error.
+  void finish() {
+    errno = 0;
+    const bool bad = std::fflush(file) != 0 || std::ferror(file);
+    const int err = errno;
+    if (file != stdout) std::fclose(file);
+    file = nullptr;
+    if (bad)
+      throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(err ? err : EIO)};
+  }
+  ~Output() {
+    if (file && file != stdout) std::fclose(file);
+  }
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+};
+
+void checkWrite(Output& out) {
+  if (std::ferror(out.file))
+    throw Failure{"cannot write " + inQuotes(out.name) + ": " + std::strerror(errno ? errno : EIO)};
+}
+
+// "YYYY-MM-DD HH:MM:SS[.ffffff]" (UTC; 'T' also separates date and time) or microseconds.
+std::optional<unsigned long long> parseTime(const std::string& text) {
+  if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+    errno = 0;
+    const unsigned long long us = std::strtoull(text.c_str(), nullptr, 10);
+    if (errno == ERANGE) return std::nullopt;
+    return us;
+  }
+  struct tm t {};
+  int consumed = 0;
+  char sep = 0;
+  if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c%2d:%2d:%2d%n", &t.tm_year, &t.tm_mon, &t.tm_mday,
+                  &sep, &t.tm_hour, &t.tm_min, &t.tm_sec, &consumed) != 7 ||
+      (sep != ' ' && sep != 'T'))
+    return std::nullopt;
+  if (t.tm_mon < 1 || t.tm_mon > 12 || t.tm_mday < 1 || t.tm_mday > 31 || t.tm_hour > 23 ||
+      t.tm_min > 59 || t.tm_sec > 60 || t.tm_year < 1970)
+    return std::nullopt;
+  unsigned long fraction = 0;
+  std::size_t pos = static_cast<std::size_t>(consumed);
+  if (pos < text.size()) {
+    if (text[pos] != '.') return std::nullopt;
+    const std::string digits = text.substr(pos + 1);
+    if (digits.empty() || digits.size() > 6 ||
+        digits.find_first_not_of("0123456789") != std::string::npos)
+      return std::nullopt;
+    fraction = std::stoul((digits + "000000").substr(0, 6));
+  }
+  t.tm_year -= 1900;
+  t.tm_mon -= 1;
+  const time_t seconds = timegm(&t);
+  if (seconds < 0) return std::nullopt;
+  return static_cast<unsigned long long>(seconds) * 1000000ULL + fraction;
+}
+
+unsigned long long timeOption(const std::string& option, const std::string& text) {
+  auto t = parseTime(text);
+  if (!t)
+    throw Failure{"invalid time for " + option + ": " + inQuotes(text) +
+                  " (expected YYYY-MM-DD HH:MM:SS[.ffffff] in UTC, or microseconds)"};
+  return *t;
+}
+
+std::string upper(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// An identifier by name ("MSGID_CAN", "can") or number (11, 0x0B).
+uint16_t idOption(const std::string& text) {
+  if (!text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))) {
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long v = std::strtoul(text.c_str(), &end, 0);
+    if (errno == 0 && *end == '\0' && v <= 0xFFFF) return static_cast<uint16_t>(v);
+  } else {
+    std::string wanted = upper(text);
+    if (wanted.compare(0, 6, "MSGID_") != 0) wanted = "MSGID_" + wanted;
+    for (unsigned v = 0; v <= 0xFFFF; ++v) {
+      const char* name = getMsgIdName(static_cast<msgid_t>(v));
+      if (name && wanted == name) return static_cast<uint16_t>(v);
+    }
+  }
+  throw Failure{"unknown message identifier " + inQuotes(text)};
+}
+
+std::string idName(uint16_t id) {
+  if (const char* name = getMsgIdName(static_cast<msgid_t>(id))) return name;
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%04X", id);
+  return text;
+}
+
+bool isInvalid(const MessageBase& msg) {
+  return msg.msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(&msg) != nullptr;
+}
+
+// Common options of the commands that read a trace.
+struct ReadFlags {
+  bool v2 = false;
+  bool noSync = false;
+
+  void add(CLI::App* cmd) {
+    cmd->add_flag("--v2", v2, "Second framing: 'Z', type byte, 16-bit length, frame");
+    cmd->add_flag("--no-sync", noSync, "Frames carry no sync marker");
+  }
+  ReadOptions options() const {
+    ReadOptions o;
+    o.v2 = v2;
+    o.expectSync = !noSync;
+    return o;
+  }
+};
+
+// Reports the counts of a run and gives the exit status.
+int finishRead(const TraceReader& reader, const std::string& name) {
+  const ReadCounts& c = reader.counts();
+  if (c.clean()) return kExitOk;
+  std::ostringstream os;
+  os << "vxtrace: " << name << ": " << c.undecodable << " undecodable frame"
+     << (c.undecodable == 1 ? "" : "s") << ", " << c.garbageBytes << " bytes of invalid data in "
+     << c.garbageRuns << " run" << (c.garbageRuns == 1 ? "" : "s");
+  if (c.truncatedBytes) os << ", truncated last frame (" << c.truncatedBytes << " bytes)";
+  std::cerr << os.str() << std::endl;
+  return kExitDataErrors;
+}
+
+// ---- dump ------------------------------------------------------------------------------------
+
+struct DumpArgs {
+  std::string file = "-";
+  ReadFlags read;
+  bool invalid = false;
+  bool raw = false;
+  bool localTime = false;
+  std::vector<std::string> ids;
+  std::vector<std::string> channels;
+  std::string from, to;
+  std::optional<uint64_t> count;
+};
+
+int runDump(const DumpArgs& a) {
+  std::set<uint16_t> ids;
+  for (const auto& t : a.ids) ids.insert(idOption(t));
+  const std::set<std::string> channels(a.channels.begin(), a.channels.end());
+  std::optional<unsigned long long> from, to;
+  if (!a.from.empty()) from = timeOption("--from", a.from);
+  if (!a.to.empty()) to = timeOption("--to", a.to);
+
+  Input in(a.file);
+  Output out("-");
+  Progress progress(Progress::wanted(true), in.size, "B");
+  ReadOptions options = a.read.options();
+  options.invalidRecords = a.invalid;
+  options.keepRawData = a.raw;
+  TraceReader reader(in.fd, in.name, options, &progress);
+
+  uint64_t printed = 0;
+  if (a.count && *a.count == 0) return kExitOk;
+  std::string line;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    if (!ids.empty() && !ids.count(msg->msgId)) {
+      auto* inv = isInvalid(*msg) ? static_cast<InvalidMessage*>(msg.get()) : nullptr;
+      if (!inv || !ids.count(inv->id)) return true;
+    }
+    if (!channels.empty() && !channels.count(msg->getSourceChannel())) return true;
+    if ((from && msg->timeStamp < *from) || (to && msg->timeStamp > *to)) return true;
+    line = msg->toString();
+    if (a.localTime && msg->label.empty()) {
+      // The common prefix is the UTC time stamp; the rest of the text stays as the record wrote it.
+      const std::string utc = MessageBase::printTimestamp(msg->timeStamp);
+      if (line.compare(0, utc.size(), utc) == 0) {
+        std::ostringstream local;
+        MessageBase::printTimeStamp(local, msg->timeStamp, false, 6);
+        line.replace(0, utc.size(), local.str());
+      }
+    }
+    line.push_back('\n');
+    if (a.raw) {
+      static const char kDigits[] = "0123456789abcdef";
+      line += "  raw:";
+      for (uint8_t b : msg->rawBytes) {
+        line.push_back(' ');
+        line.push_back(kDigits[b >> 4]);
+        line.push_back(kDigits[b & 0x0F]);
+      }
+      line.push_back('\n');
+    }
+    std::fwrite(line.data(), 1, line.size(), out.file);
+    if (std::ferror(out.file)) return false;
+    return !(a.count && ++printed >= *a.count);
+  });
+  checkWrite(out);
+  out.finish();
+  progress.hide();
+  if (!ok) throw Failure{reader.error()};
+  return finishRead(reader, in.name);
+}
+
+// ---- stats -----------------------------------------------------------------------------------
+
+struct StatsArgs {
+  std::string file;
+  ReadFlags read;
+  bool json = false;
+};
+
+std::string jsonString(const std::string& s) {
+  std::string out = "\"";
+  for (unsigned char c : s) {
+    if (c == '"' || c == '\\') {
+      out.push_back('\\');
+      out.push_back(static_cast<char>(c));
+    } else if (c < 0x20) {
+      char esc[8];
+      std::snprintf(esc, sizeof esc, "\\u%04x", c);
+      out += esc;
+    } else {
+      out.push_back(static_cast<char>(c));
+    }
+  }
+  return out + "\"";
+}
+
+int runStats(const StatsArgs& a) {
+  Input in(a.file);
+  Progress progress(Progress::wanted(false), in.size, "B");
+  ReadOptions options = a.read.options();
+  options.invalidRecords = true;  // counted here, reported in the summary
+  options.showReports = false;
+  TraceReader reader(in.fd, in.name, options, &progress);
+
+  std::map<uint16_t, uint64_t> perId;
+  std::map<uint64_t, std::pair<std::string, uint64_t>> perChannel;
+  uint64_t timed = 0;
+  unsigned long long first = 0, last = 0;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    if (isInvalid(*msg)) return true;
+    ++perId[msg->msgId];
+    auto& ch = perChannel[msg->getSourceChannelID()];
+    if (ch.second++ == 0) ch.first = msg->getSourceChannel();
+    if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
+    if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
+    return true;
+  });
+  progress.hide();
+  if (!ok) throw Failure{reader.error()};
+  const ReadCounts& c = reader.counts();
+  const uint64_t records = c.records - c.undecodable;
+  const double duration = timed ? (last - first) / 1e6 : 0.0;
+  const double fps = duration > 0 ? records / duration : 0.0;
+
+  Output out("-");
+  std::ostringstream os;
+  if (a.json) {
+    os << "{\n  \"file\": " << jsonString(in.name) << ",\n  \"bytes\": " << c.bytesRead
+       << ",\n  \"records\": " << records << ",\n";
+    if (timed) {
+      os << "  \"first_timestamp_us\": " << first
+         << ",\n  \"first_time\": " << jsonString(MessageBase::printTimestamp(first))
+         << ",\n  \"last_timestamp_us\": " << last
+         << ",\n  \"last_time\": " << jsonString(MessageBase::printTimestamp(last)) << ",\n";
+    } else {
+      os << "  \"first_timestamp_us\": null,\n  \"first_time\": null,\n"
+            "  \"last_timestamp_us\": null,\n  \"last_time\": null,\n";
+    }
+    char numbers[128];
+    std::snprintf(numbers, sizeof numbers,
+                  "  \"duration_s\": %.6f,\n  \"frames_per_second\": %.3f,\n", duration, fps);
+    os << numbers << "  \"garbage_bytes\": " << c.garbageBytes
+       << ",\n  \"garbage_runs\": " << c.garbageRuns
+       << ",\n  \"truncated_bytes\": " << c.truncatedBytes
+       << ",\n  \"undecodable_frames\": " << c.undecodable << ",\n  \"by_id\": {";
+    const char* sep = "\n";
+    for (const auto& [id, n] : perId) {
+      os << sep << "    " << jsonString(idName(id)) << ": " << n;
+      sep = ",\n";
+    }
+    os << (perId.empty() ? "" : "\n  ") << "},\n  \"by_channel\": {";
+    sep = "\n";
+    for (const auto& [key, entry] : perChannel) {
+      os << sep << "    " << jsonString(entry.first) << ": " << entry.second;
+      sep = ",\n";
+    }
+    os << (perChannel.empty() ? "" : "\n  ") << "}\n}\n";
+  } else {
+    char line[256];
+    auto row = [&](const char* label, const std::string& value) {
+      std::snprintf(line, sizeof line, "%-22s %s\n", label, value.c_str());
+      os << line;
+    };
+    row("File:", in.name + " (" + std::to_string(c.bytesRead) + " bytes)");
+    row("Records:", std::to_string(records));
+    row("First time stamp:", timed ? MessageBase::printTimestamp(first) : "-");
+    row("Last time stamp:", timed ? MessageBase::printTimestamp(last) : "-");
+    std::snprintf(line, sizeof line, "%.6f s", duration);
+    row("Duration:", line);
+    std::snprintf(line, sizeof line, "%.1f", fps);
+    row("Frames per second:", line);
+    row("Invalid data skipped:",
+        std::to_string(c.garbageBytes) + " bytes in " + std::to_string(c.garbageRuns) + " runs");
+    row("Truncated at end:", std::to_string(c.truncatedBytes) + " bytes");
+    row("Undecodable frames:", std::to_string(c.undecodable));
+    os << "\nRecords per identifier:\n";
+    for (const auto& [id, n] : perId) {
+      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", idName(id).c_str(), n);
+      os << line;
+    }
+    os << "\nRecords per source channel:\n";
+    for (const auto& [key, entry] : perChannel) {
+      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", entry.first.c_str(),
+                    entry.second);
+      os << line;
+    }
+  }
+  const std::string text = os.str();
+  std::fwrite(text.data(), 1, text.size(), out.file);
+  out.finish();
+  return finishRead(reader, in.name);
+}
+
+// ---- gen -------------------------------------------------------------------------------------
+
+struct GenArgs {
+  std::string out;
+  uint64_t records = 10000;
+  uint64_t seed = 1;
+  bool v2 = false;
+};
+
+void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
+  while (n > 0) {
+    const ssize_t w = ::write(fd, p, n);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
+    }
+    p += w;
+    n -= static_cast<std::size_t>(w);
+  }
+}
+
+int runGen(const GenArgs& a) {
+  int fd = STDOUT_FILENO;
+  std::string name = "standard output";
+  if (a.out != "-") {
+    fd = ::open(a.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) throw Failure{"cannot create " + inQuotes(a.out) + ": " + std::strerror(errno)};
+    name = a.out;
+  }
+  struct Closer {
+    int fd;
+    ~Closer() {
+      if (fd != STDOUT_FILENO) ::close(fd);
+    }
+  } closer{fd};
+
+  vxtrace::gen::TraceOptions options;
+  options.records = a.records;
+  options.seed = a.seed;
+  options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
+  vxtrace::gen::TraceGenerator gen(options);
+  Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
+  std::vector<uint8_t> buffer;
+  buffer.reserve(1 << 21);
+  while (gen.next(buffer)) {
+    if (buffer.size() >= (1 << 20)) {
+      writeAll(fd, name, buffer.data(), buffer.size());
+      buffer.clear();
+      progress.update(gen.produced());
+    }
+  }
+  writeAll(fd, name, buffer.data(), buffer.size());
+  if (fd != STDOUT_FILENO && ::close(fd) != 0) {
+    closer.fd = STDOUT_FILENO;
+    throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
+  }
+  closer.fd = STDOUT_FILENO;
+  return kExitOk;
+}
+
+// ---- convert ---------------------------------------------------------------------------------
+
+struct ConvertArgs {
+  std::string file;
+  std::string format;
+  std::string out;
+  ReadFlags read;
+};
+
+int runConvert(const ConvertArgs& a) {
+  Input in(a.file);
+  Output out(a.out);
+  Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
+  TraceReader reader(in.fd, in.name, a.read.options(), &progress);
+  CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    exporter.add(*msg);
+    return !std::ferror(out.file);
+  });
+  checkWrite(out);
+  out.finish();
+  progress.hide();
+  if (!ok) throw Failure{reader.error()};
+  for (const auto& [reason, n] : exporter.skipped())
+    std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
+              << " not written to " << a.format << ": " << reason << std::endl;
+  return finishRead(reader, in.name);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios::sync_with_stdio(false);
+  MessageBase::registerMessages();
+
+  CLI::App app{"Reads, summarises, generates and converts vxtrace trace files."};
+  app.name("vxtrace");
+  app.require_subcommand(1);
+
+  DumpArgs dump;
+  CLI::App* dumpCmd = app.add_subcommand("dump", "Every record as one line of text");
+  dumpCmd->add_option("file", dump.file, "Trace file, '-' or none for standard input");
+  dump.read.add(dumpCmd);
+  dumpCmd->add_flag("--invalid", dump.invalid, "Show undecodable frames as InvalidMessage lines");
+  dumpCmd->add_flag("--raw", dump.raw, "The frame's bytes in hex after each line");
+  dumpCmd->add_flag("--local-time", dump.localTime, "Time stamps in local time instead of UTC");
+  dumpCmd->add_option("--id", dump.ids, "Only this identifier (name or number); repeatable")
+      ->allow_extra_args(false);
+  dumpCmd
+      ->add_option("--channel", dump.channels,
+                   "Only this source channel, e.g. \"CAN #0\"; repeatable")
+      ->allow_extra_args(false);
+  dumpCmd->add_option("--from", dump.from,
+                      "From this time: YYYY-MM-DD HH:MM:SS[.ffffff] UTC, or µs");
+  dumpCmd->add_option("--to", dump.to, "Up to this time (inclusive), as --from");
+  dumpCmd->add_option("--count", dump.count, "Stop after this many records");
+
+  StatsArgs stats;
+  CLI::App* statsCmd =
+      app.add_subcommand("stats", "Records per identifier and channel, times, errors");
+  statsCmd->add_option("file", stats.file, "Trace file or '-'")->required();
+  stats.read.add(statsCmd);
+  statsCmd->add_flag("--json", stats.json, "JSON instead of a table");
+
+  GenArgs gen;
+  CLI::App* genCmd = app.add_subcommand("gen", "Write a deterministic synthetic trace");
+  genCmd->add_option("out", gen.out, "Output file or '-'")->required();
+  genCmd->add_option("--records", gen.records, "Number of records (default 10000)");
+  genCmd->add_option("--seed", gen.seed, "Seed (default 1)");
+  genCmd->add_flag("--v2", gen.v2, "Second framing instead of sync-marked frames");
+
+  ConvertArgs convert;
+  CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
+  convertCmd->add_option("file", convert.file, "Trace file or '-'")->required();
+  convertCmd->add_option("--to", convert.format, "candump or pcapng")
+      ->required()
+      ->check(CLI::IsMember({"candump", "pcapng"}));
+  convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
+  convert.read.add(convertCmd);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    if (e.get_exit_code() == 0) return app.exit(e);
+    std::string text = e.what();
+    for (char& c : text)
+      if (c == '\n') c = ' ';
+    std::cerr << "vxtrace: " << text << " (see vxtrace --help)" << std::endl;
+    return kExitFailure;
+  }
+
+  try {
+    if (*dumpCmd) return runDump(dump);
+    if (*statsCmd) return runStats(stats);
+    if (*genCmd) return runGen(gen);
+    if (*convertCmd) return runConvert(convert);
+  } catch (const Failure& f) {
+    std::cerr << "vxtrace: " << f.message << std::endl;
+    return kExitFailure;
+  }
+  return kExitFailure;
+}
