@@ -220,6 +220,24 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
   }
 }
 
+TEST_F(ToolTest, DumpReadsFramesWithoutSyncMarkers) {
+  for (Framing framing : {Framing::V1, Framing::V2}) {
+    const bool v2 = framing == Framing::V2;
+    Trace t = makeTrace(600, 12, framing);
+    Bytes bare;
+    for (const auto& [begin, end] : t.spans) {
+      ASSERT_EQ(t.bytes[begin], v2 ? 'Z' : 0x55);
+      bare.insert(bare.end(), t.bytes.begin() + begin + (v2 ? 1 : 2), t.bytes.begin() + end);
+    }
+    writeFile("bare.vxt", bare);
+    std::vector<std::string> args{"dump", path("bare.vxt"), "--no-sync"};
+    if (v2) args.push_back("--v2");
+    Result r = run(args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, texts(t)) << (v2 ? "V2" : "V1");
+  }
+}
+
 TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
   Trace t = makeTrace(4000, 11);
   writeFile("t.vxt", t.bytes);
