@@ -75,7 +75,7 @@ TEST(FileLevelMessages, EofSerialisesDecodesAndPrintsLowerCaseCrc) {
 
 TEST(FileLevelMessages, FileTimePrintsHexDecimalAndDateInTheStreamsCase) {
   vxtest::RegistryGuard registry;
-  FileTimeMessage ft(0ULL, 1500000);
+  FileTimeMessage ft(0, 1500000);  // a plain 0 time stamp must pick the field constructor
   EXPECT_EQ(ft.toString(),
             "1970-01-01 00:00:00.000000  FILE TIME   | Time = 0x0016e360 (1500000) = "
             "1970-01-01 00:00:01.500000");
@@ -223,7 +223,7 @@ TEST(FileLevelMessages, WritersRefuseWithoutWritingWhenRoomIsShort) {
 }
 
 TEST(FileLevelMessages, EqualityChecksClassAndContentButNotTimeStamp) {
-  EXPECT_TRUE(EofMessage(1, 7) == EofMessage(2, 7));
+  EXPECT_TRUE(EofMessage(0, 7) == EofMessage(2, 7));
   EXPECT_FALSE(EofMessage(1, 7) == EofMessage(1, 8));
   EXPECT_TRUE(FileTimeMessage(1, 0x100000000ULL) == FileTimeMessage(9, 0x100000000ULL));
   EXPECT_FALSE(FileTimeMessage(1, 0x100000000ULL) == FileTimeMessage(1, 0x1ULL));
