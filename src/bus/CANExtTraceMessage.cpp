@@ -9,6 +9,7 @@
 #include "util/ByteOrder.h"
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 
 using vxtrace::detail::ByteReader;
@@ -185,11 +186,7 @@ void CANExtTraceMessage::print(std::ostream& os) const {
   dumpData(os, data, data + dataLength());
 }
 
-std::string CANExtTraceMessage::toString() const {
-  std::ostringstream os;
-  print(os);
-  return os.str();
-}
+std::string CANExtTraceMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 void CANExtTraceMessage::cascadeChannel(unsigned short offset) {
   channel = static_cast<uint8_t>(channel + (offset & 0xFF));

@@ -9,6 +9,7 @@
 #include "util/ByteOrder.h"
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 
 using vxtrace::detail::ByteReader;
@@ -133,11 +134,7 @@ void CANTraceMessage::print(std::ostream& os) const {
   dumpData(os, data, data + length);
 }
 
-std::string CANTraceMessage::toString() const {
-  std::ostringstream os;
-  print(os);
-  return os.str();
-}
+std::string CANTraceMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 void CANTraceMessage::cascadeChannel(unsigned short offset) {
   channel = static_cast<uint8_t>(channel + (offset & 0xFF));

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "util/ByteOrder.h"
+#include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 
 using vxtrace::detail::loadBE16;
@@ -72,11 +73,7 @@ void InvalidMessage::print(std::ostream& os) const {
   if (overflow) os << " *** OVERRFLOW";
 }
 
-std::string InvalidMessage::toString() const {
-  std::ostringstream os;
-  print(os);
-  return os.str();
-}
+std::string InvalidMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 std::ostream& operator<<(std::ostream& os, const InvalidMessage& msg) {
   msg.print(os);

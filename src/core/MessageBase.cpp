@@ -1,5 +1,7 @@
 #include "vxtrace/MessageBase.h"
 
+#include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <exception>
 #include <iostream>
@@ -127,22 +129,48 @@ std::string MessageBase::printTimestamp(unsigned long long ts) {
 
 void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool utc,
                                  unsigned char digits) {
+  // Records of one trace share their second over and over: keep the last conversion.
+  struct SecondText {
+    time_t seconds = -1;
+    bool utc = true;
+    char text[32] = {};
+    std::size_t length = 0;
+  };
+  thread_local SecondText last;
   const time_t seconds = static_cast<time_t>(ts / 1000000ULL);
-  struct tm broken {};
-  if (utc) {
-    gmtime_r(&seconds, &broken);
-  } else {
-    localtime_r(&seconds, &broken);
+  if (seconds != last.seconds || utc != last.utc) {
+    struct tm broken {};
+    if (utc) {
+      gmtime_r(&seconds, &broken);
+    } else {
+      localtime_r(&seconds, &broken);
+    }
+    std::ostringstream text;
+    text << broken;
+    const std::string s = text.str();
+    last.length = std::min(s.size(), sizeof last.text);
+    std::memcpy(last.text, s.data(), last.length);
+    // Local time depends on TZ, which may change between calls: cache UTC only.
+    last.seconds = utc ? seconds : -1;
+    last.utc = utc;
   }
-  vxtrace::detail::StreamStateGuard guard(os);
-  os.fill('0');
-  os.setf(std::ios::right, std::ios::adjustfield);
-  os << broken;
-  if (digits == 0) return;
+  char out[sizeof last.text + 8];
+  std::memcpy(out, last.text, last.length);
+  std::size_t n = last.length;
   if (digits > 6) digits = 6;
-  unsigned long fraction = static_cast<unsigned long>(ts % 1000000ULL);
-  for (unsigned char d = digits; d < 6; ++d) fraction /= 10;
-  os << '.' << std::dec << std::setw(digits) << fraction;
+  if (digits != 0) {
+    unsigned long fraction = static_cast<unsigned long>(ts % 1000000ULL);
+    for (unsigned char d = digits; d < 6; ++d) fraction /= 10;
+    out[n++] = '.';
+    for (unsigned char d = digits; d > 0; --d) {
+      out[n + d - 1] = static_cast<char>('0' + fraction % 10);
+      fraction /= 10;
+    }
+    n += digits;
+  }
+  // Written in one piece, without touching the stream's flags or fill.
+  os.width(0);
+  os.write(out, static_cast<std::streamsize>(n));
 }
 
 void MessageBase::reportInvalidVersion(unsigned char version) {

@@ -4,6 +4,7 @@
 
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/StringMessageBase.h"
 
@@ -31,9 +32,7 @@ MessageBase* SimpleMessage<N>::readFromByteArray(const unsigned char* data, unsi
 
 template <msgid_t N>
 std::string SimpleMessage<N>::toString() const {
-  std::ostringstream os;
-  print(os);
-  return os.str();
+  return vxtrace::detail::printedText(*this);
 }
 
 template <msgid_t N>
@@ -72,9 +71,7 @@ void StringMessageBase<N>::print(std::ostream& os) const {
 
 template <msgid_t N>
 std::string StringMessageBase<N>::toString() const {
-  std::ostringstream os;
-  print(os);
-  return os.str();
+  return vxtrace::detail::printedText(*this);
 }
 
 template <>

@@ -4,6 +4,7 @@
 
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
@@ -49,13 +50,6 @@ void printByteRun(std::ostream& os, const MessageBase& msg, const char* tag,
   MessageBase::dumpData(os, bytes.data(), bytes.data() + bytes.size());
 }
 
-template <typename T>
-std::string textOf(const T& msg) {
-  std::ostringstream os;
-  msg.print(os);
-  return os.str();
-}
-
 }  // namespace
 
 // ---- EofMessage ----------------------------------------------------------------------------
@@ -98,7 +92,7 @@ void EofMessage::print(std::ostream& os) const {
      << std::setw(8) << crc;
 }
 
-std::string EofMessage::toString() const { return textOf(*this); }
+std::string EofMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 std::ostream& operator<<(std::ostream& os, const EofMessage& msg) {
   msg.print(os);
@@ -141,7 +135,7 @@ void PaddingBytesMessage::print(std::ostream& os) const {
   printByteRun(os, *this, "  PADDING     | ", *this);
 }
 
-std::string PaddingBytesMessage::toString() const { return textOf(*this); }
+std::string PaddingBytesMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 std::ostream& operator<<(std::ostream& os, const PaddingBytesMessage& msg) {
   msg.print(os);
@@ -183,7 +177,7 @@ void WrapperMessage::print(std::ostream& os) const {
   printByteRun(os, *this, "  WRAPPER     | ", *this);
 }
 
-std::string WrapperMessage::toString() const { return textOf(*this); }
+std::string WrapperMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 std::ostream& operator<<(std::ostream& os, const WrapperMessage& msg) {
   msg.print(os);
@@ -231,7 +225,7 @@ void FileTimeMessage::print(std::ostream& os) const {
   MessageBase::printTimeStamp(os, fileTime, true, 6);
 }
 
-std::string FileTimeMessage::toString() const { return textOf(*this); }
+std::string FileTimeMessage::toString() const { return vxtrace::detail::printedText(*this); }
 
 std::ostream& operator<<(std::ostream& os, const FileTimeMessage& msg) {
   msg.print(os);

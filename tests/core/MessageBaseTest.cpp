@@ -146,6 +146,17 @@ TEST(MessageBase, DumpsDataInTheStreamsBase) {
   std::ostringstream dec;
   MessageBase::dumpData(dec, bytes, bytes + 2);
   EXPECT_EQ(dec.str(), " 1 171");
+  // Long runs and upper case: the same text a formatted insertion per byte gives.
+  std::vector<unsigned char> run(200);
+  for (size_t i = 0; i < run.size(); ++i) run[i] = static_cast<unsigned char>(i * 7);
+  std::ostringstream fast, slow;
+  fast << std::hex << std::uppercase << std::setfill('0');
+  MessageBase::dumpData(fast, run.data(), run.data() + run.size());
+  slow << std::hex << std::uppercase << std::setfill('0');
+  for (size_t i = 0; i < run.size(); ++i)
+    slow << (i ? " " : "") << std::setw(2) << static_cast<unsigned>(run[i]);
+  EXPECT_EQ(fast.str(), slow.str());
+  EXPECT_EQ(fast.str().substr(0, 11), "00 07 0E 15");
 }
 
 TEST(MessageBase, SharedTypesPrintByName) {
