@@ -68,7 +68,12 @@ void operator delete[](void* p, std::size_t) noexcept { countedFree(p); }
 
 namespace {
 
-constexpr std::size_t kTraceBytes = 64u << 20;
+// 64 MiB; VXTRACE_BENCH_MB chooses another size (small ones for runs under a profiler).
+std::size_t traceBytes() {
+  const char* mb = std::getenv("VXTRACE_BENCH_MB");
+  const long n = mb != nullptr ? std::strtol(mb, nullptr, 10) : 0;
+  return (n > 0 ? static_cast<std::size_t>(n) : 64u) << 20;
+}
 
 struct Trace {
   std::vector<unsigned char> bytes;  // frames with sync marker, back to back
@@ -89,17 +94,19 @@ void fillTrace(Trace& t) {
   vxtrace::gen::TraceOptions options;
   options.records = ~0ULL;
   vxtrace::gen::TraceGenerator generator(options);
-  t.bytes.reserve(kTraceBytes + 70000);
-  while (t.bytes.size() < kTraceBytes && generator.next(t.bytes)) ++t.records;
+  const std::size_t want = traceBytes();
+  t.bytes.reserve(want + 70000);
+  while (t.bytes.size() < want && generator.next(t.bytes)) ++t.records;
 }
 #else
 // Classic CAN frames of 0 to 8 data bytes on four channels, a few error frames among them,
 // time stamps 100 us apart: the shape of a busy vehicle bus.
 void fillTrace(Trace& t) {
-  t.bytes.reserve(kTraceBytes + 64);
+  const std::size_t want = traceBytes();
+  t.bytes.reserve(want + 64);
   uint32_t rng = 12345;
   unsigned long long ts = 1700000000000000ULL;
-  while (t.bytes.size() < kTraceBytes) {
+  while (t.bytes.size() < want) {
     rng = rng * 1664525u + 1013904223u;
     const uint8_t len = static_cast<uint8_t>((rng >> 8) % 9);
     uint8_t data[8];
