@@ -7,27 +7,26 @@
 
 namespace {
 
+// Printed on a hex, upper-case stream: numbers stay decimal, and the stream's flags come back
+// without boolalpha.
 std::string text(const canInterface_t& i) {
   std::ostringstream os;
-  os << std::hex << std::uppercase;  // numbers stay decimal
-  os << i;
-  EXPECT_EQ(std::ios::hex | std::ios::uppercase,
-            os.flags() & (std::ios::hex | std::ios::uppercase));
-  EXPECT_FALSE(os.flags() & std::ios::boolalpha);
+  os << std::hex << std::uppercase << i;
+  EXPECT_EQ(os.flags() & (std::ios::basefield | std::ios::uppercase | std::ios::boolalpha),
+            std::ios::hex | std::ios::uppercase);
   return os.str();
 }
+
+const std::string kCommonDefaults =
+    "logchannel=0, ack=false, btrMode=false, btr0/1=0/0, FDactive=false, FDbaudrate=500000 "
+    "bits/s, tsa=false, maxErrorFrames=50, clock=0, containerId=4294967295";
 
 }  // namespace
 
 TEST(CANInterface, DefaultsPerChannelKindAndPrintedForm) {
-  canInterface_t hs;
-  EXPECT_EQ(
-      "\"HSCAN\": channel=0, active=true, 500000 bits/s, HS, logchannel=0, ack=false, "
-      "btrMode=false, btr0/1=0/0, FDactive=false, FDbaudrate=500000 bits/s, tsa=false, "
-      "maxErrorFrames=50, clock=0, containerId=4294967295",
-      text(hs));
-
   canInterface_t c;
+  EXPECT_EQ(text(c), "\"HSCAN\": channel=0, active=true, 500000 bits/s, HS, " + kCommonDefaults);
+
   c.channel = 3;
   c.active = false;
   c.logchannel = 4;
@@ -42,36 +41,23 @@ TEST(CANInterface, DefaultsPerChannelKindAndPrintedForm) {
   c.maxErrorFrames = 255;
   c.clock = 80000000;
   c.containerId = 7;
-  EXPECT_EQ(
-      "\"HSCAN\": channel=3, active=false, 500000 bits/s, HS, logchannel=4, ack=true, "
-      "btrMode=true, btr0/1=28/47, FDactive=true, FDbaudrate=2000000 bits/s, tsa=true, "
-      "maxErrorFrames=255, clock=80000000, containerId=7",
-      text(c));
+  EXPECT_EQ(text(c),
+            "\"HSCAN\": channel=3, active=false, 500000 bits/s, HS, logchannel=4, ack=true, "
+            "btrMode=true, btr0/1=28/47, FDactive=true, FDbaudrate=2000000 bits/s, tsa=true, "
+            "maxErrorFrames=255, clock=80000000, containerId=7");
 
-  c.setDefaultsLS();
-  EXPECT_EQ(
-      "\"LSCAN\": channel=0, active=true, 100000 bits/s, LS, logchannel=0, ack=false, "
-      "btrMode=false, btr0/1=0/0, FDactive=false, FDbaudrate=500000 bits/s, tsa=false, "
-      "maxErrorFrames=50, clock=0, containerId=4294967295",
-      text(c));
+  c.setDefaultsLS();  // every field back to its default
+  EXPECT_EQ(text(c), "\"LSCAN\": channel=0, active=true, 100000 bits/s, LS, " + kCommonDefaults);
   EXPECT_FALSE(c.reserved);
   c.setDefaultsMT();
-  EXPECT_EQ(0u, text(c).find("\"MTCAN\": channel=0, active=true, 100000 bits/s, LS,"));
+  EXPECT_EQ(text(c), "\"MTCAN\": channel=0, active=true, 100000 bits/s, LS, " + kCommonDefaults);
 }
 
 TEST(CANInfo, PrintsMaskAndValueAsBigEndianNumbers) {
-  canInfo_t info;
-  info.channel = 12;
-  info.canId = 0x7AB;
-  info.dlc = 2;
-  info.mask[0] = 0xFF;
-  info.mask[1] = 0x0F;
-  info.value[0] = 0x12;
-  info.value[1] = 0x03;
-  info.value[7] = 0x01;
+  const canInfo_t info{12, 0x7AB, 2, {0xFF, 0x0F}, {0x12, 0x03, 0, 0, 0, 0, 0, 0x01}};
   std::ostringstream os;
   os << std::setfill('*') << info;
-  EXPECT_EQ("channel=12, canId=0x7ab, dlc=2, mask=ff0f000000000000, value=1203000000000001",
-            os.str());
-  EXPECT_EQ('*', os.fill());
+  EXPECT_EQ(os.str(),
+            "channel=12, canId=0x7ab, dlc=2, mask=ff0f000000000000, value=1203000000000001");
+  EXPECT_EQ(os.fill(), '*');
 }

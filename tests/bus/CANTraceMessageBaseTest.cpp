@@ -1,55 +1,43 @@
 #include <gtest/gtest.h>
 
-#include "support/TestSupport.h"
+#include <iterator>
+#include <sstream>
+#include <vector>
+
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/CANTraceMessageBase.h"
 #include "vxtrace/SimpleMessage.h"
 
-using vxtest::Bytes;
+using Bytes = std::vector<uint8_t>;
 
-namespace {
-
-template <typename T>
-std::string text(T v) {
+TEST(CANTraceMessageBase, PrintsEnumerationNamesAndUnknownValuesAndDlcTable) {
   std::ostringstream os;
-  os << std::hex << v;  // names and unknown values do not depend on the base
-  return os.str();
-}
-
-}  // namespace
-
-TEST(CANTraceMessageBase, PrintsEnumerationNamesAndUnknownValues) {
-  EXPECT_EQ("STANDARD", text(CAN_FRAME_STANDARD));
-  EXPECT_EQ("TXREQUEST", text(CAN_FRAME_TXREQUEST));
-  EXPECT_EQ("<UNKNOWN>", text(static_cast<canframe_t>(4)));
-  EXPECT_EQ("EXTENDED", text(CAN_TYPE_EXTENDED));
-  EXPECT_EQ("FD_EXT", text(CAN_TYPE_FD_EXT));
-  EXPECT_EQ("UNKNOWN", text(static_cast<cantype_t>(4)));
-  EXPECT_EQ("NO", text(CAN_ERR_NO));
-  EXPECT_EQ("OVERRUN", text(CAN_ERR_OVERRUN));
-  EXPECT_EQ("<unknown:12>", text(static_cast<canstaterr_t>(12)));
-  EXPECT_EQ(12, CANTraceMessageBase::numDlcBytes[9]);
-  EXPECT_EQ(64, CANTraceMessageBase::numDlcBytes[15]);
+  os << std::hex;  // names and unknown values do not depend on the base
+  os << CAN_FRAME_STANDARD << ' ' << CAN_FRAME_TXREQUEST << ' ' << static_cast<canframe_t>(4) << ' '
+     << CAN_TYPE_EXTENDED << ' ' << CAN_TYPE_FD_EXT << ' ' << static_cast<cantype_t>(4) << ' '
+     << CAN_ERR_NO << ' ' << CAN_ERR_OVERRUN << ' ' << static_cast<canstaterr_t>(12);
+  EXPECT_EQ(os.str(),
+            "STANDARD TXREQUEST <UNKNOWN> EXTENDED FD_EXT UNKNOWN NO OVERRUN <unknown:12>");
+  EXPECT_EQ(Bytes(std::begin(CANTraceMessageBase::numDlcBytes),
+                  std::end(CANTraceMessageBase::numDlcBytes)),
+            Bytes({0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64}));
 }
 
 TEST(CANTraceMessageBase, EqualityIgnoresTypeAndCrossesClassicAndExtended) {
   CANTraceMessage classic(100, 1, CAN_FRAME_STANDARD, 0, 0x123, Bytes{1, 2});
   CANExtTraceMessage ext(100, 1, CAN_FRAME_STANDARD, 0, CAN_TYPE_FD_STD, 0x123, Bytes{1, 2});
   ext.headerWord = 0x55;
-  EXPECT_TRUE(classic == ext);
-  EXPECT_TRUE(ext == classic);
-
   ext.data[5] = 0xFF;  // beyond length
   EXPECT_TRUE(classic == ext);
+  EXPECT_TRUE(ext == classic);
   ext.timeStamp = 101;
   EXPECT_FALSE(classic == ext);
   EXPECT_TRUE(classic.equal(ext));  // equal() ignores time
   ext.state = 0x40;
   EXPECT_FALSE(classic.equal(ext));
 
-  EXPECT_FALSE(classic == SimpleMessage<MSGID_START>(100));
-  // The identifier alone does not make a CAN record.
+  // Another class is never equal, even with the CAN identifier.
   SimpleMessage<MSGID_START> impostor(100);
   impostor.msgId = MSGID_CAN;
   EXPECT_FALSE(classic == impostor);
@@ -60,8 +48,10 @@ TEST(CANTraceMessageBase, MaskedEqualityMasksOnlyTheOtherRecord) {
   CANTraceMessage other(9, 1, CAN_FRAME_STANDARD, 0, 0x123, Bytes{0x1F});
   CANTraceMessage mask(0, 0xFF, CAN_FRAME_STANDARD, 0, 0x7F0, Bytes{0xF0});
   EXPECT_TRUE(self.equal(other, &mask));
-  // Reversed, the mask is applied to self, which then differs from other's raw id and data.
+  // Reversed, the mask would have to apply to self: other's raw id (or data) differs from it.
   EXPECT_FALSE(other.equal(self, &mask));
+  CANTraceMessage idOnly(9, 1, CAN_FRAME_STANDARD, 0, 0x123, Bytes{0x10});
+  EXPECT_FALSE(idOnly.equal(self, &mask));
 
   CANTraceMessage channelMask = mask;
   channelMask.channel = 0x02;  // 0x02 & 1 = 0, not self's channel 1
