@@ -9,6 +9,7 @@
 #include "util/ByteOrder.h"
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/FrameHeader.h"
 #include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 
@@ -72,9 +73,7 @@ CANExtTraceMessage::CANExtTraceMessage(unsigned long long ts, uint8_t channel_, 
 CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned int frameLength)
     : CANTraceMessageBase(MSGID_CAN_EXT, 0) {
   ByteReader r(frameBytes, frameLength);
-  r.skip(4);  // size and identifier, read by the decoder
-  headerWord = r.be16();
-  timeStamp = r.be64();
+  vxtrace::detail::readFrameHeader(r, *this);
   channel = r.u8();
   const uint8_t frameByte = r.u8();
   state = r.u8();

@@ -9,6 +9,7 @@
 #include "util/ByteOrder.h"
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/FrameHeader.h"
 #include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 
@@ -42,9 +43,7 @@ CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int f
     : CANTraceMessage(MSGID_CAN, 0) {
   // The classic record checks nothing: a short frame decodes with its missing bytes as 0.
   ByteReader r(frameBytes, frameLength);
-  r.skip(4);  // size and identifier, read by the decoder
-  headerWord = r.be16();
-  timeStamp = r.be64();
+  vxtrace::detail::readFrameHeader(r, *this);
   channel = r.u8();
   frame = static_cast<canframe_t>(r.u8());
   state = r.u8();

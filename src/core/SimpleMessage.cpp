@@ -1,9 +1,11 @@
 // The library's instances of the simple and string record templates.
 #include <iomanip>
+#include <memory>
 #include <sstream>
 
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/FrameHeader.h"
 #include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/StringMessageBase.h"
@@ -11,22 +13,11 @@
 using vxtrace::detail::ByteReader;
 using vxtrace::detail::ByteWriter;
 
-namespace {
-
-// Header fields shared by both templates; bytes beyond length read as zero.
-void readHeader(MessageBase& msg, const unsigned char* data, unsigned int length) {
-  ByteReader in(data, length);
-  in.skip(4);
-  msg.headerWord = in.be16();
-  msg.timeStamp = in.be64();
-}
-
-}  // namespace
-
 template <msgid_t N>
 MessageBase* SimpleMessage<N>::readFromByteArray(const unsigned char* data, unsigned int length) {
   SimpleMessage<N>* msg = new SimpleMessage<N>(0);
-  readHeader(*msg, data, length);
+  ByteReader in(data, length);
+  vxtrace::detail::readFrameHeader(in, *msg);
   return msg;
 }
 
@@ -38,10 +29,12 @@ std::string SimpleMessage<N>::toString() const {
 template <msgid_t N>
 MessageBase* StringMessageBase<N>::readFromByteArray(const unsigned char* data,
                                                      unsigned int length) {
-  StringMessageBase<N>* msg = new StringMessageBase<N>(0, std::string());
-  readHeader(*msg, data, length);
-  if (length > 14) msg->assign(reinterpret_cast<const char*>(data) + 14, length - 14);
-  return msg;
+  std::unique_ptr<StringMessageBase<N>> msg(new StringMessageBase<N>(0, std::string()));
+  ByteReader in(data, length);
+  vxtrace::detail::readFrameHeader(in, *msg);
+  const std::size_t n = in.remaining();  // the text runs to the end of the frame
+  if (n != 0) msg->assign(reinterpret_cast<const char*>(in.bytes(n)), n);
+  return msg.release();
 }
 
 template <msgid_t N>

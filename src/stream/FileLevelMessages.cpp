@@ -4,6 +4,7 @@
 
 #include "util/ByteReader.h"
 #include "util/ByteWriter.h"
+#include "util/FrameHeader.h"
 #include "util/PrintedText.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/EofMessage.h"
@@ -17,19 +18,12 @@ using vxtrace::detail::StreamStateGuard;
 
 namespace {
 
-// Header word and time stamp; the reader is left at the first body byte.
-void readHeader(MessageBase& msg, ByteReader& in) {
-  in.skip(4);
-  msg.headerWord = in.be16();
-  msg.timeStamp = in.be64();
-}
-
 // Padding and wrapper bodies are the rest of the frame, whatever its length beyond the header.
 void readByteRun(MessageBase& msg, std::vector<uint8_t>& bytes, const unsigned char* data,
                  unsigned int length, const char* rejectText) {
   if (length < 14) throw InvalidMessageException(invalidLength, rejectText);
   ByteReader in(data, length);
-  readHeader(msg, in);
+  vxtrace::detail::readFrameHeader(in, msg);
   const std::size_t n = in.remaining();
   const uint8_t* body = in.bytes(n);
   bytes.assign(body, body + n);
@@ -60,7 +54,7 @@ EofMessage::EofMessage(unsigned long long ts, uint32_t c)
 EofMessage::EofMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_ENDOFFILE, 0), crc(0) {
   ByteReader in(data, length);
-  readHeader(*this, in);
+  vxtrace::detail::readFrameHeader(in, *this);
   crc = in.be32();
 }
 
@@ -192,7 +186,7 @@ FileTimeMessage::FileTimeMessage(unsigned long long ts, uint64_t t)
 FileTimeMessage::FileTimeMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_FILETIME, 0), fileTime(0) {
   ByteReader in(data, length);
-  readHeader(*this, in);
+  vxtrace::detail::readFrameHeader(in, *this);
   fileTime = in.be64();
 }
 
