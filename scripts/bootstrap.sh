@@ -2,7 +2,7 @@
 # Installs the Debian packages the build needs; does nothing when all are present.
 set -euo pipefail
 pkgs=(cmake make g++ pkg-config liblz4-dev libcli11-dev libgtest-dev libgmock-dev libbenchmark-dev
-      clang libclang-rt-dev python3-can tshark)
+      clang libclang-rt-dev valgrind python3-can tshark)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
