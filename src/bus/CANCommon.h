@@ -14,9 +14,12 @@ constexpr uint8_t kCanStateReservedMask = 0x30;
 constexpr uint8_t kCanStateBrs = 0x40;
 constexpr uint8_t kCanStateEsi = 0x80;
 
-// Header check of the byte-vector comparisons: identifier (bytes 2..3) and time stamp
-// (bytes 6..13). The caller has made sure the vector holds at least 14 bytes.
-bool canHeaderMatches(const CANTraceMessageBase& msg, const std::vector<unsigned char>& bytes);
+// The byte-vector comparison of both CAN records against a serialised frame (no sync marker):
+// identifier, time stamp, channel, frame, state, length, the identifier field of idWidth bytes
+// at byte 18 as stored, then the data. False for a vector shorter than minimum or than the
+// comparison reaches.
+bool canFrameBytesMatch(const CANTraceMessageBase& msg, const std::vector<unsigned char>& bytes,
+                        unsigned int idWidth, unsigned int minimum);
 
 // Start/stop trigger test of both CAN records. A length above the filter's eight mask bytes
 // never matches.

@@ -133,13 +133,8 @@ unsigned int CANExtTraceMessage::getSize() const {
 }
 
 bool CANExtTraceMessage::operator==(const std::vector<unsigned char>& bytes) const {
-  const unsigned int n = dataLength();
-  if (bytes.size() < getSize() || bytes.size() < 22 + n) return false;
   // id against the stored word as it stands: type bits make it differ.
-  return vxtrace::detail::canHeaderMatches(*this, bytes) && bytes[14] == channel &&
-         bytes[15] == frame && bytes[16] == state && bytes[17] == length &&
-         vxtrace::detail::loadBE32(bytes.data() + 18) == id &&
-         std::memcmp(bytes.data() + 22, data, n) == 0;
+  return vxtrace::detail::canFrameBytesMatch(*this, bytes, 4, getSize());
 }
 
 bool CANExtTraceMessage::operator==(const canInfo_t& filter) const {

@@ -86,14 +86,9 @@ unsigned int CANTraceMessage::getSize() const {
 }
 
 bool CANTraceMessage::operator==(const std::vector<unsigned char>& bytes) const {
-  // The comparison reaches byte 20 + length, two beyond a frame of getSize(); a vector that
-  // short (a serialised error frame among them) is refused rather than read past.
-  const unsigned int n = dataLength();
-  if (bytes.size() < getSize() || bytes.size() < 20 + n) return false;
-  return vxtrace::detail::canHeaderMatches(*this, bytes) && bytes[14] == channel &&
-         bytes[15] == frame && bytes[16] == state && bytes[17] == length &&
-         vxtrace::detail::loadBE16(bytes.data() + 18) == id &&
-         std::memcmp(bytes.data() + 20, data, n) == 0;
+  // Reaches byte 20 + length, two beyond a frame of getSize(): a serialised error frame is
+  // refused rather than read past.
+  return vxtrace::detail::canFrameBytesMatch(*this, bytes, 2, getSize());
 }
 
 bool CANTraceMessage::operator==(const canInfo_t& filter) const {
