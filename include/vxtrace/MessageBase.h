@@ -3,6 +3,7 @@
 #include <iomanip>
 #include <ostream>
 #include <string>
+#include <type_traits>
 #include <unordered_map>
 #include <vector>
 
@@ -93,35 +94,27 @@ VXTRACE_API std::ostream& operator<<(std::ostream& os, const MessageBase::portDi
 // Eight bytes, big-endian.
 VXTRACE_API uint64_t byteArrayToUint64(const unsigned char* bytes);
 
+// A record class's whole text also where the class declares no inserter of its own, instead
+// of only the common prefix of the MessageBase inserter; the classes' own inserters win.
+template <typename T,
+          typename std::enable_if<std::is_base_of<MessageBase, T>::value &&
+                                      !std::is_same<T, MessageBase>::value,
+                                  int>::type = 0>
+std::ostream& operator<<(std::ostream& os, const T& msg) {
+  msg.print(os);
+  return os;
+}
+
 template <typename It>
 void MessageBase::dumpData(std::ostream& os, It begin, It end) {
-  const std::ios::fmtflags f = os.flags();
-  if ((f & std::ios::basefield) == std::ios::hex && os.fill() == '0' &&
-      (f & (std::ios::showbase | std::ios::left)) == 0) {
-    // The usual case (hex, fill '0') without a formatted insertion per byte: same text.
-    const char* digits = (f & std::ios::uppercase) ? "0123456789ABCDEF" : "0123456789abcdef";
-    char chunk[3 * 64];
-    std::size_t n = 0;
-    for (It it = begin; it != end; ++it) {
-      if (n > sizeof chunk - 3) {
-        os.write(chunk, static_cast<std::streamsize>(n));
-        n = 0;
-      }
-      if (it != begin) chunk[n++] = ' ';
-      const unsigned int b = static_cast<uint8_t>(*it);
-      chunk[n++] = digits[b >> 4];
-      chunk[n++] = digits[b & 0x0F];
-    }
-    os.write(chunk, static_cast<std::streamsize>(n));
-    os.width(0);
-    return;
-  }
   for (It it = begin; it != end; ++it) {
     if (it != begin) os << ' ';
     os << std::setw(2) << static_cast<unsigned int>(static_cast<uint8_t>(*it));
   }
 }
 
-extern template VXTRACE_API void MessageBase::dumpData<const unsigned char*>(std::ostream&,
-                                                                             const unsigned char*,
-                                                                             const unsigned char*);
+// The library's own instance: the same text without a formatted insertion per byte.
+template <>
+VXTRACE_API void MessageBase::dumpData<const unsigned char*>(std::ostream& os,
+                                                             const unsigned char* begin,
+                                                             const unsigned char* end);

@@ -23,12 +23,8 @@ class VXTRACE_API SimpleMessage : public MessageBase {
   }
   unsigned int getSize() const override { return 12; }
   // Identifiers only; time stamps are not compared.
-  bool operator==(const MessageBase& other) const override {
-    return dynamic_cast<const SimpleMessage<N>*>(&other) != nullptr && other.msgId == msgId;
-  }
-  void print(std::ostream& os) const override {
-    os << static_cast<const MessageBase&>(*this) << "  " << messageName;
-  }
+  bool operator==(const MessageBase& other) const override;
+  void print(std::ostream& os) const override;
   std::string toString() const override;
 };
 

@@ -2,23 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iomanip>
-#include <sstream>
 
 #include "bus/CANCommon.h"
-#include "util/ByteOrder.h"
-#include "util/ByteReader.h"
-#include "util/ByteWriter.h"
-#include "util/FrameHeader.h"
-#include "util/PrintedText.h"
-#include "util/StreamStateGuard.h"
+#include "util/Record.h"
 
-using vxtrace::detail::ByteReader;
-using vxtrace::detail::ByteWriter;
-using vxtrace::detail::kCanStateBrs;
-using vxtrace::detail::kCanStateErrorMask;
-using vxtrace::detail::kCanStateEsi;
-using vxtrace::detail::kCanStateReservedMask;
+using namespace vxtrace::detail;
 
 namespace {
 
@@ -73,7 +61,7 @@ CANExtTraceMessage::CANExtTraceMessage(unsigned long long ts, uint8_t channel_, 
 CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned int frameLength)
     : CANTraceMessageBase(MSGID_CAN_EXT, 0) {
   ByteReader r(frameBytes, frameLength);
-  vxtrace::detail::readFrameHeader(r, *this);
+  readFrameHeader(r, *this);
   channel = r.u8();
   const uint8_t frameByte = r.u8();
   state = r.u8();
@@ -92,17 +80,13 @@ CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned
   r.bytes(data, std::min<std::size_t>(length, r.remaining()));
 }
 
-MessageBase* CANExtTraceMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new CANExtTraceMessage(data, length);
-}
-
 cantype_t CANExtTraceMessage::getCANTypeFromFrame(unsigned int word) {
   static const cantype_t kTypes[4] = {CAN_TYPE_STANDARD, CAN_TYPE_FD_STD, CAN_TYPE_EXTENDED,
                                       CAN_TYPE_FD_EXT};
   return kTypes[(word >> 30) & 3u];
 }
 
-MessageBase* CANExtTraceMessage::clone() const { return new CANExtTraceMessage(*this); }
+VXTRACE_RECORD_MEMBERS(CANExtTraceMessage)
 
 bool CANExtTraceMessage::carriesIdentifier() const {
   // An ACK error frame keeps the identifier and data of the frame nobody acknowledged.
@@ -111,20 +95,25 @@ bool CANExtTraceMessage::carriesIdentifier() const {
 
 unsigned int CANExtTraceMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                   bool withSync) const {
-  if (MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
-  ByteWriter w(out);
-  w.u8(channel);
-  w.u8(static_cast<uint8_t>(frame));
-  w.u8(state);
-  if (!carriesIdentifier()) {
-    w.u8(length);
-  } else {
-    const unsigned int n = dataLength();
-    w.u8(static_cast<uint8_t>(n));
-    w.be32(typeBits(type) | (id & kWordIdBits));
-    w.bytes(data, n);
-  }
-  return getSize();
+  // A non-ACK error frame declares two bytes more than it writes (getSize()).
+  const unsigned int excess = carriesIdentifier() ? 0 : 2;
+  const unsigned int written = writeRecord(
+      *this, out, room, withSync,
+      [&](ByteWriter& w) {
+        w.u8(channel);
+        w.u8(static_cast<uint8_t>(frame));
+        w.u8(state);
+        if (!carriesIdentifier()) {
+          w.u8(length);
+        } else {
+          const unsigned int n = dataLength();
+          w.u8(static_cast<uint8_t>(n));
+          w.be32(typeBits(type) | (id & kWordIdBits));
+          w.bytes(data, n);
+        }
+      },
+      excess);
+  return written == 0 ? 0 : getSize();
 }
 
 unsigned int CANExtTraceMessage::getSize() const {
@@ -134,16 +123,15 @@ unsigned int CANExtTraceMessage::getSize() const {
 
 bool CANExtTraceMessage::operator==(const std::vector<unsigned char>& bytes) const {
   // id against the stored word as it stands: type bits make it differ.
-  return vxtrace::detail::canFrameBytesMatch(*this, bytes, 4, getSize());
+  return canFrameBytesMatch(*this, bytes, 4, getSize());
 }
 
 bool CANExtTraceMessage::operator==(const canInfo_t& filter) const {
-  return vxtrace::detail::canInfoMatches(*this, filter);
+  return canInfoMatches(*this, filter);
 }
 
 void CANExtTraceMessage::print(std::ostream& os) const {
-  os << static_cast<const MessageBase&>(*this);
-  vxtrace::detail::StreamStateGuard guard(os);
+  RecordLine line(os, *this);
   os << std::dec << "  CAN #" << std::left << std::setfill(' ') << std::setw(7)
      << static_cast<unsigned int>(channel) + 1 << std::right << "| " << type;
   const canstaterr_t err = static_cast<canstaterr_t>(state & kCanStateErrorMask);
@@ -180,13 +168,6 @@ void CANExtTraceMessage::print(std::ostream& os) const {
   dumpData(os, data, data + dataLength());
 }
 
-std::string CANExtTraceMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
 void CANExtTraceMessage::cascadeChannel(unsigned short offset) {
   channel = static_cast<uint8_t>(channel + (offset & 0xFF));
-}
-
-std::ostream& operator<<(std::ostream& os, const CANExtTraceMessage& msg) {
-  msg.print(os);
-  return os;
 }

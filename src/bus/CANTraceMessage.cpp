@@ -2,19 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iomanip>
-#include <sstream>
 
 #include "bus/CANCommon.h"
-#include "util/ByteOrder.h"
-#include "util/ByteReader.h"
-#include "util/ByteWriter.h"
-#include "util/FrameHeader.h"
-#include "util/PrintedText.h"
-#include "util/StreamStateGuard.h"
+#include "util/Record.h"
 
-using vxtrace::detail::ByteReader;
-using vxtrace::detail::ByteWriter;
+using namespace vxtrace::detail;
 
 CANTraceMessage::CANTraceMessage(unsigned long long ts) : CANTraceMessage(MSGID_CAN, ts) {}
 
@@ -43,7 +35,7 @@ CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int f
     : CANTraceMessage(MSGID_CAN, 0) {
   // The classic record checks nothing: a short frame decodes with its missing bytes as 0.
   ByteReader r(frameBytes, frameLength);
-  vxtrace::detail::readFrameHeader(r, *this);
+  readFrameHeader(r, *this);
   channel = r.u8();
   frame = static_cast<canframe_t>(r.u8());
   state = r.u8();
@@ -57,28 +49,24 @@ CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int f
   r.bytes(data, std::min<std::size_t>(length, r.remaining()));
 }
 
-MessageBase* CANTraceMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new CANTraceMessage(data, length);
-}
-
-MessageBase* CANTraceMessage::clone() const { return new CANTraceMessage(*this); }
+VXTRACE_RECORD_MEMBERS(CANTraceMessage)
 
 unsigned int CANTraceMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                bool withSync) const {
-  if (MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
-  ByteWriter w(out);
-  w.u8(channel);
-  w.u8(static_cast<uint8_t>(frame));
-  w.u8(state);
-  if (frame == CAN_FRAME_ERROR) {
-    w.u8(length);
-  } else {
-    const unsigned int n = dataLength();
-    w.u8(static_cast<uint8_t>(n));
-    w.be16(static_cast<uint16_t>(id));
-    w.bytes(data, n);
-  }
-  return getSize();
+  const unsigned int written = writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
+    w.u8(channel);
+    w.u8(static_cast<uint8_t>(frame));
+    w.u8(state);
+    if (frame == CAN_FRAME_ERROR) {
+      w.u8(length);
+    } else {
+      const unsigned int n = dataLength();
+      w.u8(static_cast<uint8_t>(n));
+      w.be16(static_cast<uint16_t>(id));
+      w.bytes(data, n);
+    }
+  });
+  return written == 0 ? 0 : getSize();
 }
 
 unsigned int CANTraceMessage::getSize() const {
@@ -88,16 +76,15 @@ unsigned int CANTraceMessage::getSize() const {
 bool CANTraceMessage::operator==(const std::vector<unsigned char>& bytes) const {
   // Reaches byte 20 + length, two beyond a frame of getSize(): a serialised error frame is
   // refused rather than read past.
-  return vxtrace::detail::canFrameBytesMatch(*this, bytes, 2, getSize());
+  return canFrameBytesMatch(*this, bytes, 2, getSize());
 }
 
 bool CANTraceMessage::operator==(const canInfo_t& filter) const {
-  return vxtrace::detail::canInfoMatches(*this, filter);
+  return canInfoMatches(*this, filter);
 }
 
 void CANTraceMessage::print(std::ostream& os) const {
-  os << static_cast<const MessageBase&>(*this);
-  vxtrace::detail::StreamStateGuard guard(os);
+  RecordLine line(os, *this);
   os << std::dec << std::right << "  CAN #" << static_cast<unsigned int>(channel) + 1;
   if (channel < 9) os << ' ';  // lines up one- and two-digit channel numbers
   os << "     | ";
@@ -128,13 +115,6 @@ void CANTraceMessage::print(std::ostream& os) const {
   dumpData(os, data, data + length);
 }
 
-std::string CANTraceMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
 void CANTraceMessage::cascadeChannel(unsigned short offset) {
   channel = static_cast<uint8_t>(channel + (offset & 0xFF));
-}
-
-std::ostream& operator<<(std::ostream& os, const CANTraceMessage& msg) {
-  msg.print(os);
-  return os;
 }

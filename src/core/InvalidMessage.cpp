@@ -5,8 +5,7 @@
 #include <sstream>
 
 #include "util/ByteOrder.h"
-#include "util/PrintedText.h"
-#include "util/StreamStateGuard.h"
+#include "util/Record.h"
 
 using vxtrace::detail::loadBE16;
 using vxtrace::detail::loadBE64;
@@ -34,11 +33,7 @@ InvalidMessage::InvalidMessage(const unsigned char* data, unsigned int length)
   assign(data + 14, data + length);
 }
 
-MessageBase* InvalidMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new InvalidMessage(data, length);
-}
-
-MessageBase* InvalidMessage::clone() const { return new InvalidMessage(*this); }
+VXTRACE_RECORD_MEMBERS(InvalidMessage)
 
 unsigned int InvalidMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                               bool withSync) const {
@@ -60,8 +55,7 @@ unsigned int InvalidMessage::getSize() const {
 bool InvalidMessage::operator==(const MessageBase&) const { return false; }
 
 void InvalidMessage::print(std::ostream& os) const {
-  os << static_cast<const MessageBase&>(*this);
-  vxtrace::detail::StreamStateGuard guard(os);
+  vxtrace::detail::RecordLine line(os, *this);
   os << "  " << text << ": Id=0x" << std::hex << std::setfill('0') << std::setw(2) << id;
   if (cause == invalidEnumValue) {
     os << ", Invalid enum value '" << enumName << "'=0x" << std::setw(2) << enumValue;
@@ -71,11 +65,4 @@ void InvalidMessage::print(std::ostream& os) const {
   os << ", n=" << std::dec << std::vector<uint8_t>::size() << ' ' << std::hex;
   MessageBase::dumpData(os, data(), data() + std::vector<uint8_t>::size());
   if (overflow) os << " *** OVERRFLOW";
-}
-
-std::string InvalidMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
-std::ostream& operator<<(std::ostream& os, const InvalidMessage& msg) {
-  msg.print(os);
-  return os;
 }

@@ -4,10 +4,12 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <iomanip>
 #include <iostream>
 #include <sstream>
 
 #include "util/ByteOrder.h"
+#include "util/Hex.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/PlatformUtil.h"
@@ -179,11 +181,42 @@ void MessageBase::reportInvalidVersion(unsigned char version) {
   std::terminate();
 }
 
-template void MessageBase::dumpData<const unsigned char*>(std::ostream&, const unsigned char*,
-                                                          const unsigned char*);
+template <>
+void MessageBase::dumpData<const unsigned char*>(std::ostream& os, const unsigned char* begin,
+                                                 const unsigned char* end) {
+  const std::ios::fmtflags f = os.flags();
+  if ((f & std::ios::basefield) != std::ios::hex || os.fill() != '0' ||
+      (f & (std::ios::showbase | std::ios::left | std::ios::internal)) != 0) {
+    for (const unsigned char* p = begin; p != end; ++p) {
+      if (p != begin) os << ' ';
+      os << std::setw(2) << static_cast<unsigned int>(*p);
+    }
+    return;
+  }
+  // The usual case (hex, fill '0', right-aligned): the same text in chunks.
+  const bool upper = (f & std::ios::uppercase) != 0;
+  char chunk[3 * 64];
+  std::size_t n = 0;
+  for (const unsigned char* p = begin; p != end; ++p) {
+    if (n > sizeof chunk - 3) {
+      os.write(chunk, static_cast<std::streamsize>(n));
+      n = 0;
+    }
+    if (p != begin) chunk[n++] = ' ';
+    vxtrace::detail::putHex2(chunk + n, *p, upper);
+    n += 2;
+  }
+  os.write(chunk, static_cast<std::streamsize>(n));
+  os.width(0);
+}
 
 std::ostream& operator<<(std::ostream& os, const MessageBase& msg) {
-  if (!msg.label.empty()) os << msg.label << ": ";
+  // Unformatted writes: the prefix reads the same whatever width or alignment the stream holds.
+  os.width(0);
+  if (!msg.label.empty()) {
+    os.write(msg.label.data(), static_cast<std::streamsize>(msg.label.size()));
+    os.write(": ", 2);
+  }
   MessageBase::printTimeStamp(os, msg.timeStamp, true, 6);
   return os;
 }

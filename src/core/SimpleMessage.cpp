@@ -1,24 +1,29 @@
 // The library's instances of the simple and string record templates.
-#include <iomanip>
 #include <memory>
 #include <sstream>
 
-#include "util/ByteReader.h"
-#include "util/ByteWriter.h"
-#include "util/FrameHeader.h"
-#include "util/PrintedText.h"
-#include "util/StreamStateGuard.h"
+#include "util/Record.h"
 #include "vxtrace/StringMessageBase.h"
 
-using vxtrace::detail::ByteReader;
-using vxtrace::detail::ByteWriter;
+using namespace vxtrace::detail;
 
 template <msgid_t N>
 MessageBase* SimpleMessage<N>::readFromByteArray(const unsigned char* data, unsigned int length) {
   SimpleMessage<N>* msg = new SimpleMessage<N>(0);
   ByteReader in(data, length);
-  vxtrace::detail::readFrameHeader(in, *msg);
+  readFrameHeader(in, *msg);
   return msg;
+}
+
+template <msgid_t N>
+bool SimpleMessage<N>::operator==(const MessageBase& other) const {
+  return sameClass(*this, other) != nullptr && other.msgId == msgId;
+}
+
+template <msgid_t N>
+void SimpleMessage<N>::print(std::ostream& os) const {
+  RecordLine line(os, *this);
+  os << "  " << messageName;
 }
 
 template <msgid_t N>
@@ -31,7 +36,7 @@ MessageBase* StringMessageBase<N>::readFromByteArray(const unsigned char* data,
                                                      unsigned int length) {
   std::unique_ptr<StringMessageBase<N>> msg(new StringMessageBase<N>(0, std::string()));
   ByteReader in(data, length);
-  vxtrace::detail::readFrameHeader(in, *msg);
+  readFrameHeader(in, *msg);
   const std::size_t n = in.remaining();  // the text runs to the end of the frame
   if (n != 0) msg->assign(reinterpret_cast<const char*>(in.bytes(n)), n);
   return msg.release();
@@ -40,15 +45,14 @@ MessageBase* StringMessageBase<N>::readFromByteArray(const unsigned char* data,
 template <msgid_t N>
 unsigned int StringMessageBase<N>::writeToByteArray(unsigned char*& out, unsigned int room,
                                                     bool withSync) const {
-  unsigned int written = MessageBase::writeToByteArray(out, room, withSync);
-  if (written == 0) return 0;
-  ByteWriter(out).bytes(std::string::data(), std::string::size());
-  return written + static_cast<unsigned int>(std::string::size());
+  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
+    w.bytes(std::string::data(), std::string::size());
+  });
 }
 
 template <msgid_t N>
 bool StringMessageBase<N>::operator==(const MessageBase& other) const {
-  auto* o = dynamic_cast<const StringMessageBase<N>*>(&other);
+  auto* o = sameClass(*this, other);
   return o != nullptr && o->msgId == this->msgId &&
          static_cast<const std::string&>(*o) == static_cast<const std::string&>(*this);
 }
@@ -57,7 +61,7 @@ template <msgid_t N>
 void StringMessageBase<N>::print(std::ostream& os) const {
   std::ostringstream head;
   head << static_cast<const MessageBase&>(*this) << "  " << SimpleMessage<N>::messageName;
-  vxtrace::detail::StreamStateGuard guard(os);
+  StreamStateGuard guard(os);
   os << std::left << std::setfill(' ') << std::setw(40) << head.str() << "| "
      << static_cast<const std::string&>(*this);
 }

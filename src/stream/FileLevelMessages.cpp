@@ -1,29 +1,20 @@
 // The records that serve the trace file itself: end of file, padding, wrapper and file time.
-#include <iomanip>
-#include <sstream>
-
-#include "util/ByteReader.h"
-#include "util/ByteWriter.h"
-#include "util/FrameHeader.h"
-#include "util/PrintedText.h"
-#include "util/StreamStateGuard.h"
+#include "util/Record.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
 #include "vxtrace/WrapperMessage.h"
 
-using vxtrace::detail::ByteReader;
-using vxtrace::detail::ByteWriter;
-using vxtrace::detail::StreamStateGuard;
+using namespace vxtrace::detail;
 
 namespace {
 
 // Padding and wrapper bodies are the rest of the frame, whatever its length beyond the header.
 void readByteRun(MessageBase& msg, std::vector<uint8_t>& bytes, const unsigned char* data,
                  unsigned int length, const char* rejectText) {
-  if (length < 14) throw InvalidMessageException(invalidLength, rejectText);
   ByteReader in(data, length);
-  vxtrace::detail::readFrameHeader(in, msg);
+  in.require(14, rejectText);
+  readFrameHeader(in, msg);
   const std::size_t n = in.remaining();
   const uint8_t* body = in.bytes(n);
   bytes.assign(body, body + n);
@@ -31,16 +22,15 @@ void readByteRun(MessageBase& msg, std::vector<uint8_t>& bytes, const unsigned c
 
 unsigned int writeByteRun(const MessageBase& msg, const std::vector<uint8_t>& bytes,
                           unsigned char*& out, unsigned int room, bool withSync) {
-  if (msg.MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
-  ByteWriter(out).bytes(bytes.data(), bytes.size());
-  return msg.getSize();
+  const unsigned int written = writeRecord(
+      msg, out, room, withSync, [&](ByteWriter& w) { w.bytes(bytes.data(), bytes.size()); });
+  return written == 0 ? 0 : msg.getSize();
 }
 
 void printByteRun(std::ostream& os, const MessageBase& msg, const char* tag,
                   const std::vector<uint8_t>& bytes) {
-  os << msg.MessageBase::toString() << tag;
-  StreamStateGuard guard(os);
-  os << std::hex << std::uppercase << std::setfill('0');
+  RecordLine line(os, msg);
+  os << tag << std::hex << std::uppercase << std::setfill('0');
   MessageBase::dumpData(os, bytes.data(), bytes.data() + bytes.size());
 }
 
@@ -54,43 +44,31 @@ EofMessage::EofMessage(unsigned long long ts, uint32_t c)
 EofMessage::EofMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_ENDOFFILE, 0), crc(0) {
   ByteReader in(data, length);
-  vxtrace::detail::readFrameHeader(in, *this);
+  readFrameHeader(in, *this);
   crc = in.be32();
 }
 
-MessageBase* EofMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new EofMessage(data, length);
-}
-
-MessageBase* EofMessage::clone() const { return new EofMessage(*this); }
+VXTRACE_RECORD_MEMBERS(EofMessage)
 
 unsigned int EofMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                           bool withSync) const {
-  if (MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
-  ByteWriter(out).be32(crc);
-  return getSize();
+  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) { w.be32(crc); }) == 0
+             ? 0
+             : getSize();
 }
 
 unsigned int EofMessage::getSize() const { return 16; }
 
 bool EofMessage::operator==(const MessageBase& other) const {
-  auto* o = dynamic_cast<const EofMessage*>(&other);
+  auto* o = sameClass(*this, other);
   return o != nullptr && o->crc == crc;
 }
 
 void EofMessage::print(std::ostream& os) const {
-  os << static_cast<const MessageBase&>(*this);
-  StreamStateGuard guard(os);
+  RecordLine line(os, *this);
   // The checksum is always shown in lower case, whatever the caller's stream says.
   os << "  EOF         | CRC = 0x" << std::hex << std::nouppercase << std::setfill('0')
      << std::setw(8) << crc;
-}
-
-std::string EofMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
-std::ostream& operator<<(std::ostream& os, const EofMessage& msg) {
-  msg.print(os);
-  return os;
 }
 
 // ---- PaddingBytesMessage -------------------------------------------------------------------
@@ -103,12 +81,7 @@ PaddingBytesMessage::PaddingBytesMessage(const unsigned char* data, unsigned int
   readByteRun(*this, *this, data, length, "Invalid padding message length");
 }
 
-MessageBase* PaddingBytesMessage::readFromByteArray(const unsigned char* data,
-                                                    unsigned int length) {
-  return new PaddingBytesMessage(data, length);
-}
-
-MessageBase* PaddingBytesMessage::clone() const { return new PaddingBytesMessage(*this); }
+VXTRACE_RECORD_MEMBERS(PaddingBytesMessage)
 
 unsigned int PaddingBytesMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                    bool withSync) const {
@@ -120,20 +93,13 @@ unsigned int PaddingBytesMessage::getSize() const {
 }
 
 bool PaddingBytesMessage::operator==(const MessageBase& other) const {
-  auto* o = dynamic_cast<const PaddingBytesMessage*>(&other);
+  auto* o = sameClass(*this, other);
   return o != nullptr && static_cast<const std::vector<uint8_t>&>(*o) ==
                              static_cast<const std::vector<uint8_t>&>(*this);
 }
 
 void PaddingBytesMessage::print(std::ostream& os) const {
   printByteRun(os, *this, "  PADDING     | ", *this);
-}
-
-std::string PaddingBytesMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
-std::ostream& operator<<(std::ostream& os, const PaddingBytesMessage& msg) {
-  msg.print(os);
-  return os;
 }
 
 // ---- WrapperMessage ------------------------------------------------------------------------
@@ -146,11 +112,7 @@ WrapperMessage::WrapperMessage(const unsigned char* data, unsigned int length)
   readByteRun(*this, *this, data, length, "Invalid wrapper message length");
 }
 
-MessageBase* WrapperMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new WrapperMessage(data, length);
-}
-
-MessageBase* WrapperMessage::clone() const { return new WrapperMessage(*this); }
+VXTRACE_RECORD_MEMBERS(WrapperMessage)
 
 unsigned int WrapperMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                               bool withSync) const {
@@ -162,20 +124,13 @@ unsigned int WrapperMessage::getSize() const {
 }
 
 bool WrapperMessage::operator==(const MessageBase& other) const {
-  auto* o = dynamic_cast<const WrapperMessage*>(&other);
+  auto* o = sameClass(*this, other);
   return o != nullptr && static_cast<const std::vector<uint8_t>&>(*o) ==
                              static_cast<const std::vector<uint8_t>&>(*this);
 }
 
 void WrapperMessage::print(std::ostream& os) const {
   printByteRun(os, *this, "  WRAPPER     | ", *this);
-}
-
-std::string WrapperMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
-std::ostream& operator<<(std::ostream& os, const WrapperMessage& msg) {
-  msg.print(os);
-  return os;
 }
 
 // ---- FileTimeMessage -----------------------------------------------------------------------
@@ -186,42 +141,30 @@ FileTimeMessage::FileTimeMessage(unsigned long long ts, uint64_t t)
 FileTimeMessage::FileTimeMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_FILETIME, 0), fileTime(0) {
   ByteReader in(data, length);
-  vxtrace::detail::readFrameHeader(in, *this);
+  readFrameHeader(in, *this);
   fileTime = in.be64();
 }
 
-MessageBase* FileTimeMessage::readFromByteArray(const unsigned char* data, unsigned int length) {
-  return new FileTimeMessage(data, length);
-}
-
-MessageBase* FileTimeMessage::clone() const { return new FileTimeMessage(*this); }
+VXTRACE_RECORD_MEMBERS(FileTimeMessage)
 
 unsigned int FileTimeMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                bool withSync) const {
-  if (MessageBase::writeToByteArray(out, room, withSync) == 0) return 0;
-  ByteWriter(out).be64(fileTime);
-  return getSize();
+  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) { w.be64(fileTime); }) == 0
+             ? 0
+             : getSize();
 }
 
 unsigned int FileTimeMessage::getSize() const { return 20; }
 
 bool FileTimeMessage::operator==(const MessageBase& other) const {
-  auto* o = dynamic_cast<const FileTimeMessage*>(&other);
+  auto* o = sameClass(*this, other);
   return o != nullptr && o->fileTime == fileTime;
 }
 
 void FileTimeMessage::print(std::ostream& os) const {
-  os << static_cast<const MessageBase&>(*this);
-  StreamStateGuard guard(os);
+  RecordLine line(os, *this);
   // Digit case stays the caller's: only base and fill are set here.
   os << "  FILE TIME   | Time = 0x" << std::hex << std::setfill('0') << std::setw(8) << fileTime
      << " (" << std::dec << fileTime << ") = ";
   MessageBase::printTimeStamp(os, fileTime, true, 6);
-}
-
-std::string FileTimeMessage::toString() const { return vxtrace::detail::printedText(*this); }
-
-std::ostream& operator<<(std::ostream& os, const FileTimeMessage& msg) {
-  msg.print(os);
-  return os;
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "util/ByteOrder.h"
+#include "vxtrace/Exceptions.h"
 
 namespace vxtrace::detail {
 
@@ -18,6 +19,11 @@ class ByteReader {
   // Subtraction form: a huge n from the data cannot wrap the check.
   bool has(std::size_t n) const { return n <= length_ - pos_; }
   bool failed() const { return failed_; }
+  // For records whose definition rejects a short frame: throws the short-frame exception with
+  // the record's text unless n more bytes are there. Elsewhere missing bytes just read as 0.
+  void require(std::size_t n, const char* text) const {
+    if (!has(n)) throw InvalidMessageException(invalidLength, text);
+  }
   const uint8_t* current() const { return data_ + pos_; }
 
   uint8_t u8() { return take(1) ? data_[pos_++] : 0; }

@@ -4,15 +4,15 @@
 #include <cstdio>
 #include <ostream>
 
+#include "util/Hex.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/MessageBase.h"
 
 namespace {
 
-const char kHexDigits[] = "0123456789abcdef";
-
 void putHexByte(std::ostream& os, unsigned char c) {
-  char out[2] = {kHexDigits[c >> 4], kHexDigits[c & 0x0F]};
+  char out[2];
+  vxtrace::detail::putHex2(out, c);
   os.write(out, 2);
 }
 
@@ -104,11 +104,7 @@ void hexdump(std::ostream& os, const void* data, std::size_t length, const std::
     std::snprintf(head, sizeof head, "%04zx: ", offset & 0xFFFF);
     line += head;
     std::size_t end = offset + 16 < length ? offset + 16 : length;
-    for (std::size_t i = offset; i < end; ++i) {
-      if (i != offset) line += ' ';
-      line += kHexDigits[bytes[i] >> 4];
-      line += kHexDigits[bytes[i] & 0x0F];
-    }
+    vxtrace::detail::appendHex(line, bytes + offset, end - offset);
     line += '\n';
     os << line;
   }

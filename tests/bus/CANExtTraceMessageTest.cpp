@@ -54,13 +54,13 @@ TEST(CANExtTraceMessage, ErrorFramesCarryIdentifierOnlyForAck) {
   ack.type = CAN_TYPE_FD_EXT;
   EXPECT_EQ(ack.toString(), decodeExt(vxtest::serialise(ack)).toString());
 
-  // Size 18 declared, four body bytes written: the last two bytes of the frame are not touched.
+  // Size 18 declared, four body bytes written: the two declared bytes beyond them are zeroed.
   CANExtTraceMessage stuff(0x0000000100000002ULL, 1, CAN_FRAME_ERROR, CAN_ERR_STUFF,
                            CAN_TYPE_EXTENDED, 0x123, Bytes{1, 2, 3});
   vxtest::Written w = vxtest::writeInto(stuff, 20, false);
   EXPECT_EQ(18u, w.result);
   EXPECT_EQ(18, w.advanced);
-  EXPECT_EQ(hex("00 12 00 0B 00 00 00 00 00 01 00 00 00 02 01 01 01 03 EE EE"), w.bytes);
+  EXPECT_EQ(hex("00 12 00 0B 00 00 00 00 00 01 00 00 00 02 01 01 01 03 00 00"), w.bytes);
   EXPECT_EQ(0u, vxtest::writeInto(stuff, 19, false).result);  // too small for the declared 18 + 2
 
   // Decoding keeps the length byte of a non-ACK error frame; id 0, type left at EXTENDED.

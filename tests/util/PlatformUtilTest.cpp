@@ -124,13 +124,20 @@ TEST(ByteReader, NeverReadsPastItsLength) {
   EXPECT_EQ(exact.be16(), 0x3456);
   EXPECT_FALSE(exact.failed());
 
-  unsigned char buf[14];
+  EXPECT_THROW(ByteReader(data, 3).require(4, "short"), InvalidMessageException);
+  EXPECT_NO_THROW(ByteReader(data, 3).require(3, "short"));
+
+  unsigned char buf[16] = {};
   unsigned char* out2 = buf;
-  vxtrace::detail::ByteWriter w(out2);
+  vxtrace::detail::ByteWriter w(out2, buf + 15);
   w.be16(0x0102);
   w.be32(0x03040506);
   w.be64(0x0708090A0B0C0D0EULL);
   EXPECT_EQ(out2, buf + 14);
-  EXPECT_EQ(vxtest::toHex(vxtest::Bytes(buf, buf + 14)),
-            "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E");
+  EXPECT_FALSE(w.failed());
+  w.be16(0xFFFF);  // would cross the end: dropped
+  EXPECT_TRUE(w.failed());
+  EXPECT_EQ(out2, buf + 14);
+  EXPECT_EQ(vxtest::toHex(vxtest::Bytes(buf, buf + 16)),
+            "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 00 00");
 }

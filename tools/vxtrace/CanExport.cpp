@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "util/Hex.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
 
@@ -164,7 +165,6 @@ void CanExporter::add(const MessageBase& msg) {
 }
 
 void CanExporter::writeCandump(const SocketCanFrame& f) {
-  static const char kDigits[] = "0123456789ABCDEF";
   char line[200];
   int n = std::snprintf(line, sizeof line, "(%010llu.%06llu) can%u ", f.timeStamp / 1000000ULL,
                         f.timeStamp % 1000000ULL, f.channel);
@@ -176,11 +176,11 @@ void CanExporter::writeCandump(const SocketCanFrame& f) {
   }
   if (f.fd) {
     line[n++] = '#';
-    line[n++] = kDigits[f.fdFlags & 0x0F];
+    line[n++] = vxtrace::detail::hexDigits(true)[f.fdFlags & 0x0F];
   }
   for (unsigned i = 0; i < f.length; ++i) {
-    line[n++] = kDigits[f.data[i] >> 4];
-    line[n++] = kDigits[f.data[i] & 0x0F];
+    vxtrace::detail::putHex2(line + n, f.data[i], true);
+    n += 2;
   }
   line[n++] = '\n';
   std::fwrite(line, 1, static_cast<std::size_t>(n), file_);

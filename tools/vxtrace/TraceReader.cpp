@@ -8,6 +8,7 @@
 #include <streambuf>
 
 #include "Progress.h"
+#include "util/Hex.h"
 #include "vxtrace/Exceptions.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/TraceMessageBuffer.h"
@@ -48,14 +49,8 @@ class ProgressAwareCerr : public std::streambuf {
 };
 
 std::string hexBytes(const uint8_t* begin, const uint8_t* end) {
-  static const char kDigits[] = "0123456789abcdef";
   std::string text;
-  text.reserve(static_cast<std::size_t>(end - begin) * 3);
-  for (const uint8_t* p = begin; p != end; ++p) {
-    if (p != begin) text.push_back(' ');
-    text.push_back(kDigits[*p >> 4]);
-    text.push_back(kDigits[*p & 0x0F]);
-  }
+  vxtrace::detail::appendHex(text, begin, static_cast<std::size_t>(end - begin));
   return text;
 }
 

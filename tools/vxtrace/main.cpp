@@ -23,6 +23,7 @@
 #include "Progress.h"
 #include "TraceGenerator.h"
 #include "TraceReader.h"
+#include "util/Hex.h"
 #include "vxtrace/vxtrace.h"
 
 using namespace vxtrace::cli;
@@ -268,13 +269,9 @@ int runDump(const DumpArgs& a) {
     }
     line.push_back('\n');
     if (a.raw) {
-      static const char kDigits[] = "0123456789abcdef";
       line += "  raw:";
-      for (uint8_t b : msg->rawBytes) {
-        line.push_back(' ');
-        line.push_back(kDigits[b >> 4]);
-        line.push_back(kDigits[b & 0x0F]);
-      }
+      if (!msg->rawBytes.empty()) line.push_back(' ');
+      vxtrace::detail::appendHex(line, msg->rawBytes.data(), msg->rawBytes.size());
       line.push_back('\n');
     }
     std::fwrite(line.data(), 1, line.size(), out.file);
