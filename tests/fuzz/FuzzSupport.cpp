@@ -1,5 +1,7 @@
 #include "FuzzSupport.h"
 
+#include "support/DirtyStream.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -69,15 +71,13 @@ void exercise(const MessageBase& msg, bool redecode) {
   msg.print(plain);
   if (plain.str() != text) fail("print and toString differ", &msg);
 
-  // A printer leaves the caller's stream as it found it.
-  std::ostringstream dressed;
-  dressed << std::hex << std::uppercase << std::showbase << std::left << std::setfill('*')
-          << std::setprecision(3);
-  const auto flags = dressed.flags();
-  msg.print(dressed);
-  if (dressed.flags() != flags) fail("printer changed the stream's flags", &msg);
-  if (dressed.fill() != '*') fail("printer changed the stream's fill character", &msg);
-  if (dressed.precision() != 3) fail("printer changed the stream's precision", &msg);
+  // The same text on a caller's awkward stream, which comes back as the caller left it.
+  for (bool upper : {false, true}) {
+    const vxtest::DirtyPrint dirty = vxtest::printDirty(msg, upper);
+    if (upper ? !vxtest::equalIgnoringCase(dirty.text, text) : dirty.text != text)
+      fail("text on a left-aligned, showbase, width- and fill-set stream differs", &msg);
+    if (!dirty.restored) fail("printer left the caller's stream changed", &msg);
+  }
 
   const unsigned int size = msg.getSize();
   const std::vector<unsigned char> bare = encode(msg, false);
