@@ -47,7 +47,7 @@ void checkRecordCase(const RecordCase& c) {
   EXPECT_EQ(static_cast<int>(msg->getSize()), c.size);
   for (bool upper : {false, true}) {
     const DirtyPrint dirty = printDirty(*msg, upper);
-    if (upper) {
+    if (upper && c.caseOpen) {
       EXPECT_TRUE(equalIgnoringCase(dirty.text, line)) << dirty.text;
     } else {
       EXPECT_EQ(dirty.text, line);
@@ -57,7 +57,8 @@ void checkRecordCase(const RecordCase& c) {
 
   const unsigned int size = msg->getSize();
   if (c.written == nullptr || *c.written != '\0') {
-    const Bytes expected = c.written == nullptr ? frame : hex(c.written);
+    const Bytes expected =
+        c.written == nullptr ? frame : vxtest::frame(c.id, kCaseTs, hex(c.written), kCaseHeaderWord);
     EXPECT_EQ(expected.size(), size + 2);
     EXPECT_EQ(toHex(serialise(*msg)), toHex(expected));
     // The exact room takes the frame, marker included; one byte less is refused untouched.
