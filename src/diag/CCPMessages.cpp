@@ -78,7 +78,8 @@ void decode(M& m, const unsigned char* data, unsigned int length) {
   const uint32_t word = in.be32();
   m.extendedId = (word & kExtendedFlag) != 0;
   m.id = word & (m.extendedId ? 0x1FFFFFFFu : 0x7FFu);
-  in.bytes(m.data, m.length);
+  // A cut frame keeps the data bytes it has; the rest stay 0.
+  in.bytes(m.data, std::min<std::size_t>(m.length, in.remaining()));
 }
 
 template <typename M>
