@@ -100,15 +100,13 @@ TEST(CCPMessages, SetReturnCodesParametersAndChannels) {
   EXPECT_EQ(shortCrm.getParamDataBytesSize(), 0u);
   EXPECT_TRUE(shortCrm.getParamDataBytes().empty());
 
-  CCP_DTO_Message daq(0, 0, 0, CAN_FRAME_STANDARD, CAN_TYPE_STANDARD, 0x10, false,
-                      hex("02 AA BB"));
+  CCP_DTO_Message daq(0, 0, 0, CAN_FRAME_STANDARD, CAN_TYPE_STANDARD, 0x10, false, hex("02 AA BB"));
   EXPECT_EQ(daq.getPidType(), CCP_DTO_Message::PID_TYPE_DAQ);
   EXPECT_EQ(daq.getCmdReturnCode(), CCP_DTO_Message::CMD_OK);
   EXPECT_EQ(daq.getCTR(), 0);
   EXPECT_EQ(daq.getParamDataBytes(), hex("02 AA BB"));
 
-  CCP_CRO_Message cro(0, 1, 2, CAN_FRAME_TXMESSAGE, CAN_TYPE_STANDARD, 0x700, false,
-                      hex("01"));
+  CCP_CRO_Message cro(0, 1, 2, CAN_FRAME_TXMESSAGE, CAN_TYPE_STANDARD, 0x700, false, hex("01"));
   cro.cascadeChannel(2, 1);
   daq.cascadeChannel(3, 0);
   EXPECT_EQ(cro.ecuChannel, 3);

@@ -86,8 +86,9 @@ TEST(DiagnosticMessages, FieldConstructorsWriteServiceByteAndData) {
   UDSRequest req(0x0000000100000002ULL, UDSRequest::UDS_SID_TESTER_PRESENT, {0x00});
   EXPECT_EQ(vxtest::serialise(req), hex("00 0E 00 1C 00 00 00 00 00 01 00 00 00 02 3E 00"));
   KWP2000Response res(0, 0x7F, hex("14 11"));
-  EXPECT_EQ(res.toString(), "1970-01-01 00:00:00.000000  KWPRes  | [NEG KWP_SID_CLEAR_DIAG_INFO "
-                            "KWP_RES_ERR_SERVICE_NOT_SUPPORTED] [2 14 11]");
+  EXPECT_EQ(res.toString(),
+            "1970-01-01 00:00:00.000000  KWPRes  | [NEG KWP_SID_CLEAR_DIAG_INFO "
+            "KWP_RES_ERR_SERVICE_NOT_SUPPORTED] [2 14 11]");
   KWP2000Request kwp(0, KWP2000Request::OBD_SID_NON_CONTINOUS_TEST_RES, {});
   EXPECT_FALSE(kwp == KWP2000Request(1, KWP2000Request::OBD_SID_NON_CONTINOUS_TEST_RES, {}));
   EXPECT_FALSE(kwp == UDSRequest(0, UDSRequest::UDS_SID_UNKNOWN, {}));

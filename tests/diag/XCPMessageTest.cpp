@@ -37,8 +37,9 @@ const std::string& longTimestampBody() {
 
 const std::string& longTimestampLine() {
   static const std::string line = [] {
-    std::string s = TS "  XCP CAN Rx  | ECU[1], [DTO_DAQ()]; Header[]; Packet[Id(ABSOLUTE_ODT_NUMBER, "
-                       "PID=0x07, Fill=0x00, DAQ=0), Ts(DWORD:";
+    std::string s = TS
+        "  XCP CAN Rx  | ECU[1], [DTO_DAQ()]; Header[]; Packet[Id(ABSOLUTE_ODT_NUMBER, "
+        "PID=0x07, Fill=0x00, DAQ=0), Ts(DWORD:";
     for (int i = 0; i < 254; ++i) s += " 00";
     return s + "), Data(0)]; Tail[]" CAN_TEXT;
   }();
@@ -109,9 +110,7 @@ const std::vector<RecordCase>& cases() {
 }
 // clang-format on
 
-Bytes caseBytes(const char* body) {
-  return vxtest::caseFrame(RecordCase{25, body, nullptr});
-}
+Bytes caseBytes(const char* body) { return vxtest::caseFrame(RecordCase{25, body, nullptr}); }
 
 // Decodes the frame straight through the class and returns its standard-error text.
 std::string rejectLines(const Bytes& frame) {
@@ -139,12 +138,15 @@ TEST(XCP_Message, DecoderRejectsWithItsErrorLinesInOrder) {
     const char* lines;
   };
   const Row rows[] = {
-      {"03 01 00 00 05", "[ERROR] XCP_Message::Header::readFromByteArray: flex ray isn't supported "
-                         "at the moment\n[ERROR] XCP Header read error\n"},
-      {"00 01 00 00 05", "[ERROR] XCP_Message::Header::readFromByteArray: invalid transport "
-                         "type\n[ERROR] XCP Header read error\n"},
-      {"01 01 00 03 00 00 00 05", "[ERROR] XCP_Message::Header::readFromByteArray: ethernet; "
-                                  "invalid headerSize\n[ERROR] XCP Header read error\n"},
+      {"03 01 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: flex ray isn't supported "
+       "at the moment\n[ERROR] XCP Header read error\n"},
+      {"00 01 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: invalid transport "
+       "type\n[ERROR] XCP Header read error\n"},
+      {"01 01 00 03 00 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: ethernet; "
+       "invalid headerSize\n[ERROR] XCP Header read error\n"},
       {"02 01 00 05 00", "[ERROR] XCP Header read error\n"},
       {"02 01 00 00 05 FF 00 00", "[ERROR] XCP Packet read error\n"},
       {"02 01 00 00 05 FF 00 00 00 00 04 00 00",
@@ -334,9 +336,9 @@ TEST(XCP_Message, NameTablesAndMinimumResponseSizes) {
   EXPECT_EQ(text(X::UNIT_100PS) + text(static_cast<X::timeUnit_t>(13)), "100PS<unknown:13>");
   EXPECT_EQ(text(X::ODT_GRANULARITY_DLONG), "DLONG");
 
-  const int expected[][2] = {{0xC6, -1}, {0xC7, -1}, {0xD3, 0}, {0xD7, 6}, {0xD8, 5},
-                             {0xDC, 7},  {0xDE, 1},  {0xE3, 0}, {0xE4, -1}, {0xF2, 5},
-                             {0xF4, -1}, {0xFA, 8},  {0xFC, -1}, {0xFD, 5}, {0xFF, 7}};
+  const int expected[][2] = {{0xC6, -1}, {0xC7, -1}, {0xD3, 0},  {0xD7, 6},  {0xD8, 5},
+                             {0xDC, 7},  {0xDE, 1},  {0xE3, 0},  {0xE4, -1}, {0xF2, 5},
+                             {0xF4, -1}, {0xFA, 8},  {0xFC, -1}, {0xFD, 5},  {0xFF, 7}};
   for (const auto& e : expected)
     EXPECT_EQ(X::getMinResDataSize(static_cast<X::cmdCode_t>(e[0])), e[1]) << e[0];
 }

@@ -90,4 +90,13 @@ class TraceGenerator {
 // The whole trace in memory (for fuzz corpora and tests).
 std::vector<uint8_t> generateTrace(const TraceOptions& options);
 
+// A scripted calibration and diagnostic session, one record a millisecond from startTime: XCP on
+// CAN (connect, status, upload, a refused command, DAQ lists with time stamps, an event), XCP on
+// Ethernet, a CCP exchange, and UDS and KWP2000 requests with their responses.
+std::vector<std::unique_ptr<MessageBase>> diagnosticSession(unsigned long long startTime);
+
+// That session in the given framing, closed by an end-of-file record carrying the CRC-32 of
+// every byte before it.
+std::vector<uint8_t> generateDiagnosticTrace(unsigned long long startTime, Framing framing);
+
 }  // namespace vxtrace::gen
