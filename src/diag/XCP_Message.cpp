@@ -440,8 +440,9 @@ XCP_Message::XCP_Message(const uint8_t* data, unsigned len) : XCP_Message() {
   }
   const uint8_t* ts = in.bytes(tsLength);
   packet.timestampField.bytes.assign(ts, ts + tsLength);
-  const uint16_t dataLength = in.has(2) ? in.be16() : 0;
-  if (in.failed() || !in.has(dataLength)) {
+  const bool hasDataLength = in.has(2);
+  const uint16_t dataLength = in.be16();
+  if (!hasDataLength || !in.has(dataLength)) {
     errorLine("Data Field read error");
     reject("XCP Packet read error");
   }

@@ -153,6 +153,8 @@ TEST(XCP_Message, DecoderRejectsWithItsErrorLinesInOrder) {
        "[ERROR] Timestamp Field read error\n[ERROR] XCP Packet read error\n"},
       {"02 01 00 00 05 FF 00 00 00 00 00 00 03 00 00",
        "[ERROR] Data Field read error\n[ERROR] XCP Packet read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 00",
+       "[ERROR] Data Field read error\n[ERROR] XCP Packet read error\n"},
       {"02 01 00 00 05 FF 00 00 00 00 00 00 00", "[ERROR] XCP Tail read error\n"},
       {"02 01 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 00 00 00",
        "[ERROR] XCP message CAN settings read error\n"},
