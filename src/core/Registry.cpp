@@ -5,6 +5,10 @@
 void MessageBase::registerMessages() {
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
+  registerMessage(MSGID_CCP_CRO, CCP_CRO_Message::readFromByteArray);
+  registerMessage(MSGID_CCP_DTO, CCP_DTO_Message::readFromByteArray);
+  registerMessage(MSGID_XCP, XCP_Message::readFromByteArray);
+  // KWP2000 and UDS (26 to 29) stay unregistered on purpose: applications register them.
   registerMessage(MSGID_CONFIGURATIONDATA,
                   StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
   registerMessage(MSGID_TIMEJUMP, SimpleMessage<MSGID_TIMEJUMP>::readFromByteArray);

@@ -57,9 +57,20 @@ const std::vector<IdRow>& idTable() {
     {20, "MSGID_MOST25", kNone, {}},
     {21, "MSGID_FLEXRAY_EXT", kNone, {}},
     {22, "MSGID_GPS", kNone, {}},
-    {23, "MSGID_CCP_CRO", kNone, {}},
-    {24, "MSGID_CCP_DTO", kNone, {}},
-    {25, "MSGID_XCP", kNone, {}},
+    {23, "MSGID_CCP_CRO", "CCP_CRO_Message",
+     {23, "20 02 00 00 00 06 FF 01 05 00 00",
+      TS "  CCP_CRO     | ECU[1]; CRO_CMD[CONNECT]; 2 01 05; CAN[Id=0x6ff, Type=STANDARD, Ch=3]",
+      23}},
+    {24, "MSGID_CCP_DTO", "CCP_DTO_Message",
+     {24, "20 02 00 00 00 06 FE FF 00 00 00",
+      TS "  CCP_DTO     | ECU[1], PID_TYPE[CRM(CMD_OK)]; 2 ff 00; CAN[Id=0x6fe, Type=STANDARD, "
+         "Ch=3]", 23}},
+    // Every cut of an XCP frame misses a part that its decoder checks.
+    {25, "MSGID_XCP", "XCP_Message",
+     {25, "02 02 00 00 05 F5 00 00 00 00 00 00 01 04 00 00 00 07 E0 00 01",
+      TS "  XCP CAN Tx  | ECU[1], [CTO_CMD(UPLOAD)]; Header[]; Packet[Id(CTO_PACKET_CODE, "
+         "PID=0xf5, Fill=0x00, DAQ=0), Ts(NO:), Data(1: 04)]; Tail[]; CAN[Id=0x7e0, "
+         "Type=STANDARD, Ch=2]", 33}, 35, invalidLength},
     {26, "MSGID_KWP2000_REQUEST", kNone, {}},
     {27, "MSGID_KWP2000_RESPONSE", kNone, {}},
     {28, "MSGID_UDS_REQUEST", kNone, {}},

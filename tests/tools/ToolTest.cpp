@@ -136,6 +136,39 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
   }
 }
 
+TEST_F(ToolTest, GenDiagWritesTheSessionAndDumpPrintsKwpAndUdsOnlyWhenRegistered) {
+  const unsigned long long start = TraceOptions().startTime;
+  const Bytes bytes = vxtrace::gen::generateDiagnosticTrace(start, Framing::V1);
+  Result r = run({"gen", "--diag", path("d.vxt")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(vxtest::readFile(path("d.vxt")), std::string(bytes.begin(), bytes.end()));
+
+  // Expected lines from the library: the session's records and the closing end-of-file record.
+  std::string all, unregistered;
+  std::set<uint16_t> kinds;
+  for (const auto& m : vxtrace::gen::diagnosticSession(start)) {
+    kinds.insert(m->msgId);
+    const bool diag = m->msgId >= MSGID_KWP2000_REQUEST && m->msgId <= MSGID_UDS_RESPONSE;
+    all += m->toString() + "\n";
+    if (!diag) unregistered += m->toString() + "\n";
+  }
+  EXPECT_EQ(kinds.size(), 7u);  // CCP twice, XCP, KWP2000 and UDS requests and responses
+  std::unique_ptr<MessageBase> eof(
+      MessageBase::readFromByteArray(bytes.data() + bytes.size() - 18, 18));
+  ASSERT_NE(eof, nullptr);
+  const std::string eofLine = eof->toString() + "\n";
+
+  r = run({"dump", "--register-diag", path("d.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, all + eofLine);
+
+  r = run({"dump", path("d.vxt")});
+  EXPECT_NE(r.status, 0);
+  EXPECT_EQ(r.out, unregistered + eofLine);
+  EXPECT_TRUE(Has(r.err, "7 undecodable frames"));
+}
+
 TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
   Trace t = makeTrace(4000, 11);
   const std::string trace = file("t.vxt", t.bytes);

@@ -89,7 +89,9 @@ struct TraceGenerator::Source {
     ByteStream,
     GetTime,
     Wrapper,
-    Padding
+    Padding,
+    XcpSession,  // replays the XCP records of diagnosticSession, one at a time
+    CcpSession   // the same for its CCP records
   };
   Kind kind;
   uint8_t channel = 0;
@@ -169,6 +171,15 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::Padding, 0, 10000, 500);
   sporadic(S::GetTime, 0, 30000, 600);
   sporadic(S::TimeJump, 0, 120000, 800);
+  // Calibration traffic on can3: an XCP and a CCP session replayed record by record.
+  for (auto& m : diagnosticSession(options_.startTime)) {
+    if (m->msgId == MSGID_XCP)
+      xcpRecords_.push_back(std::move(m));
+    else if (m->msgId == MSGID_CCP_CRO || m->msgId == MSGID_CCP_DTO)
+      ccpRecords_.push_back(std::move(m));
+  }
+  sporadic(S::XcpSession, 3, 100, 450);
+  sporadic(S::CcpSession, 3, 150, 550);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -275,6 +286,13 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     }
     case Source::Padding:
       return std::make_unique<PaddingBytesMessage>(ts, std::vector<uint8_t>(rng_.below(65), 0));
+    case Source::XcpSession:
+    case Source::CcpSession: {
+      const auto& records = s.kind == Source::XcpSession ? xcpRecords_ : ccpRecords_;
+      std::unique_ptr<MessageBase> m(records[(s.counter - 1) % records.size()]->clone());
+      m->timeStamp = ts;
+      return m;
+    }
   }
   return nullptr;
 }

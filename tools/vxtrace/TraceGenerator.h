@@ -1,8 +1,8 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
-// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), the
-// session's status and text records, file time, padding, wrapped data and the end-of-file record.
-// The same options give the same bytes on every host and every run.
+// (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
+// CCP calibration traffic), the session's status and text records, file time, padding, wrapped data
+// and the end-of-file record. The same options give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -85,9 +85,19 @@ class TraceGenerator {
   uint64_t footerCount_ = 0;
   unsigned long long now_ = 0;
   uint32_t crc_ = 0;
+  std::vector<std::unique_ptr<MessageBase>> xcpRecords_, ccpRecords_;
 };
 
 // The whole trace in memory (for fuzz corpora and tests).
 std::vector<uint8_t> generateTrace(const TraceOptions& options);
+
+// A scripted calibration and diagnostic session, one record a millisecond from startTime: XCP on
+// CAN (connect, status, upload, a refused command, DAQ lists with time stamps, an event), XCP on
+// Ethernet, a CCP exchange, and UDS and KWP2000 requests with their responses.
+std::vector<std::unique_ptr<MessageBase>> diagnosticSession(unsigned long long startTime);
+
+// That session in the given framing, closed by an end-of-file record carrying the CRC-32 of
+// every byte before it.
+std::vector<uint8_t> generateDiagnosticTrace(unsigned long long startTime, Framing framing);
 
 }  // namespace vxtrace::gen

@@ -191,10 +191,14 @@ bool isInvalid(const MessageBase& msg) {
 struct ReadFlags {
   bool v2 = false;
   bool noSync = false;
+  bool registerDiag = false;
 
   void add(CLI::App* cmd) {
     cmd->add_flag("--v2", v2, "Second framing: 'Z', type byte, 16-bit length, frame");
     cmd->add_flag("--no-sync", noSync, "Frames carry no sync marker");
+    cmd->add_flag("--register-diag", registerDiag,
+                  "Decode KWP2000 and UDS records (identifiers 26 to 29, not registered by "
+                  "default)");
   }
   ReadOptions options() const {
     ReadOptions o;
@@ -414,6 +418,7 @@ struct GenArgs {
   uint64_t records = 10000;
   uint64_t seed = 1;
   bool v2 = false;
+  bool diag = false;
 };
 
 void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
@@ -447,18 +452,24 @@ int runGen(const GenArgs& a) {
   options.records = a.records;
   options.seed = a.seed;
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
-  vxtrace::gen::TraceGenerator gen(options);
-  Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
-  std::vector<uint8_t> buffer;
-  buffer.reserve(1 << 21);
-  while (gen.next(buffer)) {
-    if (buffer.size() >= (1 << 20)) {
-      writeAll(fd, name, buffer.data(), buffer.size());
-      buffer.clear();
-      progress.update(gen.produced());
+  if (a.diag) {
+    const std::vector<uint8_t> session =
+        vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
+    writeAll(fd, name, session.data(), session.size());
+  } else {
+    vxtrace::gen::TraceGenerator gen(options);
+    Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
+    std::vector<uint8_t> buffer;
+    buffer.reserve(1 << 21);
+    while (gen.next(buffer)) {
+      if (buffer.size() >= (1 << 20)) {
+        writeAll(fd, name, buffer.data(), buffer.size());
+        buffer.clear();
+        progress.update(gen.produced());
+      }
     }
+    writeAll(fd, name, buffer.data(), buffer.size());
   }
-  writeAll(fd, name, buffer.data(), buffer.size());
   if (fd != STDOUT_FILENO && ::close(fd) != 0) {
     closer.fd = STDOUT_FILENO;
     throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
@@ -537,6 +548,9 @@ int main(int argc, char** argv) {
   genCmd->add_option("--records", gen.records, "Number of records (default 10000)");
   genCmd->add_option("--seed", gen.seed, "Seed (default 1)");
   genCmd->add_flag("--v2", gen.v2, "Second framing instead of sync-marked frames");
+  genCmd->add_flag("--diag", gen.diag,
+                   "A calibration and diagnostic session (XCP, CCP, UDS, KWP2000) instead of "
+                   "CAN traffic; --records and --seed do not apply");
 
   ConvertArgs convert;
   CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
@@ -556,6 +570,13 @@ int main(int argc, char** argv) {
       if (c == '\n') c = ' ';
     std::cerr << "vxtrace: " << text << " (see vxtrace --help)" << std::endl;
     return kExitFailure;
+  }
+
+  if (dump.read.registerDiag || stats.read.registerDiag || convert.read.registerDiag) {
+    MessageBase::registerMessage(MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray);
+    MessageBase::registerMessage(MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_REQUEST, UDSRequest::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray);
   }
 
   try {
