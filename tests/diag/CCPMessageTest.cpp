@@ -34,7 +34,7 @@ const std::vector<RecordCase>& cases() {
     // Without bit 31 only the low 11 bits are the identifier.
     {23, "00 01 00 00 00 FF FF 23 00 00",
      TS "  CCP_CRO     | ECU[1]; CRO_CMD[DNLOAD_6]; 1 23; CAN[Id=0x7ff, Type=STANDARD, Ch=1]", 22,
-     kDecodes, "00 16 00 17 01 02 00 05 AF 31 07 A5 E2 40 00 01 00 00 00 07 FF 23 00 00"},
+     kDecodes, "00 01 00 00 00 07 FF 23 00 00"},
     {23, "04 00 00", nullptr, -1, invalidEnumValue},
     {24, "20 08 00 00 00 06 FE FF 00 05 01 02 03 04 05 00 00",
      TS "  CCP_DTO     | ECU[1], PID_TYPE[CRM(CMD_OK)]; 8 ff 00 05 01 02 03 04 05; CAN[Id=0x6fe, "

@@ -85,7 +85,7 @@ const std::vector<RecordCase>& cases() {
      TS "  XCP ETH Tx  | ECU[1], [CTO_CMD(GET_STATUS)]; Header[LEN=0, CTR=0]; Packet[Id("
         "CTO_PACKET_CODE, PID=0xfd, Fill=0x00, DAQ=0), Ts(NO:), Data(0)]; Tail[]" ETH_TEXT
         ", TCP]", 71, kDecodes,
-     "00 47 00 19 01 02 00 05 AF 31 07 A5 E2 40 01 02 00 04 00 00 00 00 05 FD 00 00 00 00 00"
+     "01 02 00 04 00 00 00 00 05 FD 00 00 00 00 00"
      " 00 00 00" ETH_LINK " 01"},
     // Direction 0: no packet type.
     {25, "02 00 00 00 05 10 00 00 00 00 00 00 00 00" CAN_LINK,
