@@ -33,8 +33,7 @@ class VXTRACE_API MarkerFile {
   void setClock(std::function<std::time_t()> clock);
 
   // Appends "<token> YYYYMMDD_HHMMSS.mmm <extra>\n" (UTC; ts in microseconds), synchronously.
-  void writeToken(const std::string& token, unsigned long long timeStamp,
-                  const std::string& extra);
+  void writeToken(const std::string& token, unsigned long long timeStamp, const std::string& extra);
   // "Startup", "Shutdown" or "Marker" for those identifiers; nothing for any other. The extra
   // text of these lines, and of logOffset and logSlaveToMaster, is empty: the lines end in a blank.
   void writeEventFile(msgid_t id, unsigned long long timeStamp);

@@ -10,8 +10,8 @@
 // only) and 24 or more; every other length is rejected ("Invalid MarkerMessage length").
 class VXTRACE_API MarkerMessage : public MessageBase {
  public:
-  uint16_t markerNumber;           // 0: no number
-  unsigned long long markerTime;   // microseconds since the epoch, UTC
+  uint16_t markerNumber;          // 0: no number
+  unsigned long long markerTime;  // microseconds since the epoch, UTC
 
   // ts, markerTime: microseconds since the epoch, UTC.
   MarkerMessage(unsigned long long ts, uint16_t markerNumber, unsigned long long markerTime);

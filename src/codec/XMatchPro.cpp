@@ -19,16 +19,15 @@ const char* XMatchPro::getErrorString(int code) {
   }
 }
 
-int XMatchProCompressor::run(const uint8_t* begin, const uint8_t* end,
-                             std::vector<uint8_t>* out) {
+int XMatchProCompressor::run(const uint8_t* begin, const uint8_t* end, std::vector<uint8_t>* out) {
   const std::size_t n = static_cast<std::size_t>(end - begin);
   out->clear();
   if (n > static_cast<std::size_t>(LZ4_MAX_INPUT_SIZE)) return XMatchPro::XMP_OUTPUT_TOO_SMALL;
   const int bound = LZ4_compressBound(static_cast<int>(n));
   out->resize(static_cast<std::size_t>(bound));
-  const int written = LZ4_compress_default(reinterpret_cast<const char*>(begin),
-                                           reinterpret_cast<char*>(out->data()),
-                                           static_cast<int>(n), bound);
+  const int written =
+      LZ4_compress_default(reinterpret_cast<const char*>(begin),
+                           reinterpret_cast<char*>(out->data()), static_cast<int>(n), bound);
   if (written <= 0) {
     out->clear();
     return XMatchPro::XMP_OUTPUT_TOO_SMALL;

@@ -19,6 +19,16 @@ const char* codecText(int code) {
   return text != nullptr ? text : "unknown codec error";
 }
 
+// Bytes the reader would take for fill and skip (3 - N % 4, all 0xFF) at the start of a block.
+std::size_t fillLike(std::size_t channelCount, const std::vector<uint8_t>& block) {
+  const std::size_t n = 3 - channelCount % 4;
+  if (n == 0 || block.size() < n) return 0;
+  return std::count(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(n), 0xFF) ==
+                 static_cast<std::ptrdiff_t>(n)
+             ? n
+             : 0;
+}
+
 void reportWithDump(const std::string& text, const uint8_t* block, std::size_t length) {
   std::cerr << "[ERROR] ContainerMessage::decompress: " << text << std::endl;
   hexdump(std::cerr, block, length, "");
@@ -121,13 +131,17 @@ unsigned int ContainerMessage::writeToByteArray(unsigned char*& out, unsigned in
     w.be16(blockSize);
     w.u8(static_cast<uint8_t>(n));
     w.bytes(channels.data(), n);
+    // A block that starts like fill would lose those bytes to the reader: real fill before it
+    // keeps it whole. Any other block is written without fill.
+    for (std::size_t i = fillLike(n, data); i != 0; --i) w.u8(0xFF);
     w.bytes(data.data(), data.size());
   });
   return written == 0 ? 0 : getSize();
 }
 
 unsigned int ContainerMessage::getSize() const {
-  return static_cast<unsigned int>(27 + std::min(channels.size(), kMaxChannels) + data.size());
+  const std::size_t n = std::min(channels.size(), kMaxChannels);
+  return static_cast<unsigned int>(27 + n + fillLike(n, data) + data.size());
 }
 
 bool ContainerMessage::operator==(const MessageBase& other) const {
@@ -159,8 +173,7 @@ bool ContainerMessage::compress() {
   }
   data.clear();
   const int rc = XMatchProCompressor().run(plain.data(), plain.data() + plain.size(), &data);
-  if (rc != 0)
-    std::cerr << "[ERROR] ContainerMessage::compress: " << codecText(rc) << std::endl;
+  if (rc != 0) std::cerr << "[ERROR] ContainerMessage::compress: " << codecText(rc) << std::endl;
   return true;
 }
 
@@ -191,9 +204,9 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
     if (frame[0] != 0x55 || frame[1] != 0xAA) {
       std::string found;
       appendHex(found, frame, 2, '\0');
-      reportWithDump("missing sync marker on message #" + std::to_string(count + 1) + " (" +
-                         found + ")",
-                     block, length);
+      reportWithDump(
+          "missing sync marker on message #" + std::to_string(count + 1) + " (" + found + ")",
+          block, length);
       return false;
     }
     in.skip(2);
@@ -218,8 +231,8 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
     if (count == expected) return true;
     in.skip(size + 2);
   }
-  reportWithDump("num of messages mismatch: " + std::to_string(count) + "(found) != " +
-                     std::to_string(expected) + "(expected)",
+  reportWithDump("num of messages mismatch: " + std::to_string(count) +
+                     "(found) != " + std::to_string(expected) + "(expected)",
                  block, length);
   return true;
 }

@@ -65,8 +65,8 @@ void MarkerFile::writeToken(const std::string& token, unsigned long long timeSta
                             const std::string& extra) {
   const int fd = ::open(eventFilePath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_DSYNC, 0666);
   if (fd < 0) {
-    std::cerr << "[ERROR] Cannot open event file '" << eventFilePath << "': " << std::strerror(errno)
-              << std::endl;
+    std::cerr << "[ERROR] Cannot open event file '" << eventFilePath
+              << "': " << std::strerror(errno) << std::endl;
     return;
   }
   const std::time_t seconds = static_cast<std::time_t>(timeStamp / 1000000);

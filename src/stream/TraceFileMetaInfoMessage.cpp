@@ -113,8 +113,7 @@ Meta::TraceFileMetaInfoMessage(const unsigned char* data, unsigned int length)
 
 VXTRACE_RECORD_MEMBERS(TraceFileMetaInfoMessage)
 
-unsigned int Meta::writeToByteArray(unsigned char*& out, unsigned int room,
-                                    bool withSync) const {
+unsigned int Meta::writeToByteArray(unsigned char*& out, unsigned int room, bool withSync) const {
   const unsigned int written = writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
     w.u8(metatype);
     switch (metatype) {
@@ -193,8 +192,8 @@ bool Meta::operator==(const MessageBase& other) const {
     case META_CASCADING:
       return o->cascading == cascading && o->offset == offset;
     case META_CHANNEL:
-      return o->busId == busId && o->channel == channel && o->value == value &&
-             o->flags == flags && o->text == text;
+      return o->busId == busId && o->channel == channel && o->value == value && o->flags == flags &&
+             o->text == text;
     case META_EVENT:
       return o->eventKind == eventKind && o->eventTime == eventTime &&
              o->eventNumber == eventNumber && o->text == text;

@@ -30,6 +30,10 @@ const RecordCase kContainerCases[] = {
           "lastMsgTime = 1600000000123456, channels = 7", 30,
      vxtest::kDecodes,
      "00 1E 00 0C 01 02 00 05 AF 31 07 A5 E2 40 00 01 02 00 00" TIME "00 02 01 07 AB CD"},
+    // A block that starts like fill is written after real fill, so that it reads back whole.
+    {12, "00 01 02 00 00" TIME "00 03 02 07 08 FF FF FF 01",
+     CONT "MSGID_CAN, numOfMsg = 2, compression = 0, blockSize = 3, "
+          "lastMsgTime = 1600000000123456, channels = 7, 8", 33},
     // Fill not all 0xFF: nothing skipped.
     {12, "00 01 02 00 00" TIME "00 03 01 07 FF 00 AB",
      CONT "MSGID_CAN, numOfMsg = 2, compression = 0, blockSize = 3, "
@@ -248,7 +252,7 @@ TEST(ContainerMessage, CodecTextsAndUncompressedSizeOfPlainFrames) {
   const Bytes plain = vxtest::caseFrame(kContainerCases[1]);
   EXPECT_EQ(ContainerMessage::getUncompressedSize(plain.data(), 20), 20u);
   // Compressed flag set: 29 + N + blockSize, bytes missing from a short frame read as 0.
-  const Bytes compressed = vxtest::caseFrame(kContainerCases[5]);
+  const Bytes compressed = vxtest::caseFrame(kContainerCases[6]);
   EXPECT_EQ(ContainerMessage::getUncompressedSize(compressed.data(), compressed.size()), 329u);
   EXPECT_EQ(ContainerMessage::getUncompressedSize(compressed.data(), 27), 29u);
   EXPECT_EQ(ContainerMessage(true, SimpleMessage<MSGID_STOP>(5)).getSourceChannel(), "CONTAINER");

@@ -77,7 +77,8 @@ TEST(TraceFileMetaInfoMessage, UnknownTypeIsWrittenButFailsToDecode) {
   b.mainboard = 1;
   EXPECT_FALSE(a == b);
   std::ostringstream os;
-  os << TraceFileMetaInfoMessage::MERGED << ' ' << static_cast<TraceFileMetaInfoMessage::cascading_t>(4)
-     << ' ' << TraceFileMetaInfoMessage::META_CFG_BCKP;
+  os << TraceFileMetaInfoMessage::MERGED << ' '
+     << static_cast<TraceFileMetaInfoMessage::cascading_t>(4) << ' '
+     << TraceFileMetaInfoMessage::META_CFG_BCKP;
   EXPECT_EQ(os.str(), "MERGED <unknown:4> CFG_BCKP");
 }

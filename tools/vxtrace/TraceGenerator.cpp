@@ -206,7 +206,9 @@ std::unique_ptr<MessageBase> TraceGenerator::produce() {
 bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record) {
   std::unique_ptr<MessageBase> msg = held_ ? std::move(held_) : produce();
   if (!msg) return false;
-  auto isBus = [](const MessageBase& m) { return m.msgId == MSGID_CAN || m.msgId == MSGID_CAN_EXT; };
+  auto isBus = [](const MessageBase& m) {
+    return m.msgId == MSGID_CAN || m.msgId == MSGID_CAN_EXT;
+  };
   if (options_.containers != Containers::None && isBus(*msg)) {
     std::vector<std::unique_ptr<MessageBase>> batch;
     batch.push_back(std::move(msg));
@@ -247,8 +249,8 @@ std::unique_ptr<MessageBase> TraceGenerator::makeHeader(uint64_t index, unsigned
       return std::make_unique<StringMessageBase<MSGID_CONFIGURATIONDATA>>(
           ts, "project=drive-test-07;can0=500k;can1=125k;can2=500k/2M fd;can3=500k");
     case 6: {
-      auto meta = std::make_unique<TraceFileMetaInfoMessage>(
-          ts, TraceFileMetaInfoMessage::META_CHANNEL);
+      auto meta =
+          std::make_unique<TraceFileMetaInfoMessage>(ts, TraceFileMetaInfoMessage::META_CHANNEL);
       meta->busId = BUSID_CAN;
       meta->channel = 2;
       meta->text = "chassis FD";

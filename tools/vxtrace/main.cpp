@@ -368,8 +368,7 @@ int runStats(const StatsArgs& a) {
   std::ostringstream os;
   if (a.json) {
     os << "{\n  \"file\": " << jsonString(in.name) << ",\n  \"bytes\": " << c.bytesRead
-       << ",\n  \"records\": " << records << ",\n  \"contained_records\": " << contained
-       << ",\n";
+       << ",\n  \"records\": " << records << ",\n  \"contained_records\": " << contained << ",\n";
     if (timed) {
       os << "  \"first_timestamp_us\": " << first
          << ",\n  \"first_time\": " << jsonString(MessageBase::printTimestamp(first))
@@ -477,8 +476,8 @@ int runGen(const GenArgs& a) {
   options.seed = a.seed;
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
   if (!a.containers.empty())
-    options.containers = a.containers == "plain" ? vxtrace::gen::Containers::Plain
-                                                 : vxtrace::gen::Containers::Lz4;
+    options.containers =
+        a.containers == "plain" ? vxtrace::gen::Containers::Plain : vxtrace::gen::Containers::Lz4;
   vxtrace::gen::TraceGenerator gen(options);
   Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
   std::vector<uint8_t> buffer;
