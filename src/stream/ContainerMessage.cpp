@@ -220,7 +220,7 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
     std::unique_ptr<MessageBase> msg;
     try {
       msg.reset(MessageBase::readFromByteArray(in.current(), static_cast<unsigned int>(size + 2)));
-    } catch (const std::exception&) {
+    } catch (...) {  // whatever a creator throws ends the walk, never the reader
       std::cerr << "[ERROR] ContainerMessage::decompress: exception in readFromByteArray, "
                    "msgCounter = "
                 << count << std::endl;
