@@ -20,9 +20,9 @@ namespace {
 
 // clang-format off
 const RecordCase kContainerCases[] = {
-    // Built from no records: pId 0xFFFF, 4096, no block.
-    {12, "FF FF 00 00 00 00 00 00 00 00 00 00 10 00 00",
-     CONT "MSGID_INVALID, numOfMsg = 0, compression = 0, blockSize = 4096, lastMsgTime = 0, "
+    // As built from no records: pId 0xFFFF, an empty block.
+    {12, "FF FF 00 00 00 00 00 00 00 00 00 00 00 00 00",
+     CONT "MSGID_INVALID, numOfMsg = 0, compression = 0, blockSize = 0, lastMsgTime = 0, "
           "channels = (empty)", 27},
     // One channel, then the two fill bytes that align the block: skipped, and not written back.
     {12, "00 01 02 00 00" TIME "00 02 01 07 FF FF AB CD",
@@ -150,9 +150,10 @@ TEST(ContainerMessage, CountIsCutToEightBitsAndDecodingStopsThere) {
   ASSERT_TRUE(back->decompress(back->numOfMsg, back->data.data(), back->data.size()));
   ASSERT_EQ(back->messages.size(), 44u);
   EXPECT_EQ(back->messages[43]->timeStamp, 43u);
-  ContainerMessage empty(false, std::vector<std::unique_ptr<MessageBase>>{});
-  EXPECT_EQ(empty.pId, MSGID_INVALID);
-  EXPECT_EQ(empty.getSize(), 27u);
+  const ContainerMessage empty(false, std::vector<std::unique_ptr<MessageBase>>{});
+  EXPECT_EQ(
+      vxtest::toHex(vxtest::serialise(empty)),
+      "00 1B 00 0C 00 00 00 00 00 00 00 00 00 00 FF FF 00 00 00 00 00 00 00 00 00 00 00 00 00");
 }
 
 TEST(ContainerMessage, DecompressReportsEachFailureWithItsLine) {

@@ -133,8 +133,9 @@ TEST(MarkerFile, CounterRunsFromOneToMaxAndWrapsWithFileErrorsReported) {
   // A device that takes no data: the line is reported with the system's reason.
   vxtest::Capture full(std::cerr);
   MarkerFile(std::string("/dev/full"), dir.path("cnt")).writeEventFile(MSGID_MARKER, 0);
-  EXPECT_EQ(full.text(), "[ERROR] Cannot write 'Marker 19700101_000000.000 \n' to eventFile: "
-                         "No space left on device\n");
+  EXPECT_EQ(full.text(),
+            "[ERROR] Cannot write 'Marker 19700101_000000.000 \n' to eventFile: "
+            "No space left on device\n");
   EXPECT_STREQ(MarkerFile::DEF_EVENT_FILE, "/var/opt/quorvantis/data/Events");
   EXPECT_STREQ(MarkerFile::DEF_MARKERCNT, "/var/opt/quorvantis/tmp/markerCnt.dat");
 }
