@@ -3,8 +3,10 @@
 #include "vxtrace/vxtrace.h"
 
 void MessageBase::registerMessages() {
+  registerMessage(MSGID_MARKER, MarkerMessage::readFromByteArray);
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
+  registerMessage(MSGID_CONTAINER, ContainerMessage::readFromByteArray);
   registerMessage(MSGID_CCP_CRO, CCP_CRO_Message::readFromByteArray);
   registerMessage(MSGID_CCP_DTO, CCP_DTO_Message::readFromByteArray);
   registerMessage(MSGID_XCP, XCP_Message::readFromByteArray);
@@ -20,6 +22,7 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_FILETIME, FileTimeMessage::readFromByteArray);
   registerMessage(MSGID_TRIGGERCLEAR, SimpleMessage<MSGID_TRIGGERCLEAR>::readFromByteArray);
   registerMessage(MSGID_TIMEZONE, StringMessageBase<MSGID_TIMEZONE>::readFromByteArray);
+  registerMessage(MSGID_METAINFO, TraceFileMetaInfoMessage::readFromByteArray);
   registerMessage(MSGID_WRAPPER, WrapperMessage::readFromByteArray);
   registerMessage(MSGID_PADDING, PaddingBytesMessage::readFromByteArray);
   registerMessage(MSGID_ENDOFFILE, EofMessage::readFromByteArray);

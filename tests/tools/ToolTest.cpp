@@ -68,11 +68,13 @@ struct Trace {
   std::vector<std::pair<std::size_t, std::size_t>> spans;  // each record's framed bytes
 };
 
-Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Framing::V1) {
+Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Framing::V1,
+                vxtrace::gen::Containers containers = vxtrace::gen::Containers::None) {
   TraceOptions options;
   options.records = records;
   options.seed = seed;
   options.framing = framing;
+  options.containers = containers;
   TraceGenerator gen(options);
   Trace t;
   std::unique_ptr<MessageBase> rec;
@@ -193,6 +195,7 @@ TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
   for (const auto& [name, n] : perChannel)
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
+  EXPECT_TRUE(Has(r.out, "\"contained_records\": 0,"));
 
   r = run({"stats", trace});
   EXPECT_EQ(r.status, 0);
@@ -370,4 +373,67 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
   }
   EXPECT_EQ(r.out, expected);
   EXPECT_TRUE(Has(r.out, "= 2024-03-14 09:26:53.000000"));
+}
+
+TEST_F(ToolTest, ContainerTracesCarryTheSameTrafficAndAreExpandedByDumpStatsAndConvert) {
+  using vxtrace::gen::Containers;
+  const Trace flat = makeTrace(1500, 4);
+  const std::string flatFile = file("flat.vxt", flat.bytes);
+  Result plainDump = run({"dump", flatFile});
+  Result plainCandump = run({"convert", flatFile, "--to", "candump", "-o", "-"});
+  ASSERT_EQ(plainCandump.status, 0) << plainCandump.err;
+  for (const char* mode : {"plain", "lz4"}) {
+    SCOPED_TRACE(mode);
+    const bool lz4 = std::string(mode) == "lz4";
+    const Trace t = makeTrace(1500, 4, Framing::V1, lz4 ? Containers::Lz4 : Containers::Plain);
+    Result r = run({"gen", "--records", "1500", "--seed", "4",
+                    lz4 ? "--containers" : "--containers=plain", path("c.vxt")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(vxtest::readFile(path("c.vxt")), std::string(t.bytes.begin(), t.bytes.end()));
+    std::size_t containers = 0, biggest = 0;
+    for (const auto& rec : t.records) {
+      auto* c = dynamic_cast<const ContainerMessage*>(rec.get());
+      if (c == nullptr) continue;
+      ++containers;
+      biggest = std::max<std::size_t>(biggest, c->numOfMsg);
+      EXPECT_EQ(c->compression, lz4);
+    }
+    EXPECT_GT(containers, 10u);
+    EXPECT_EQ(biggest, 64u);
+    EXPECT_LT(t.bytes.size(), flat.bytes.size() * (lz4 ? 90 : 102) / 100);
+
+    // Expanded, and with the container lines taken out, the dump is the flat trace's.
+    r = run({"dump", path("c.vxt")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    std::string inner, outer;
+    std::size_t lines = 0;
+    for (std::size_t at = 0, nl; (nl = r.out.find('\n', at)) != std::string::npos; at = nl + 1) {
+      const std::string line = r.out.substr(at, nl + 1 - at);
+      ++lines;
+      (line.find("  CONTAINER   | ") != std::string::npos ? outer : inner) += line;
+    }
+    // All but the end-of-file record, whose checksum covers the container frames.
+    const std::size_t eofLine = plainDump.out.rfind('\n', plainDump.out.size() - 2);
+    EXPECT_TRUE(inner.compare(0, eofLine, plainDump.out, 0, eofLine) == 0);
+    EXPECT_EQ(lines, 1500 + containers);
+    r = run({"dump", path("c.vxt"), "--no-expand"});
+    EXPECT_EQ(r.out, texts(t));
+    EXPECT_EQ(countOf(r.out, "  CONTAINER   | "), containers);
+
+    r = run({"stats", path("c.vxt"), "--json"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(Has(r.out, "\"records\": " + std::to_string(t.records.size()) + ","));
+    EXPECT_TRUE(Has(r.out, "\"contained_records\": " +
+                               std::to_string(1500 + containers - t.records.size()) + ","));
+    EXPECT_TRUE(Has(r.out, "\"MSGID_CONTAINER\": " + std::to_string(containers)));
+    std::map<std::string, uint64_t> perId;
+    for (const auto& rec : flat.records) ++perId[getMsgIdName(rec->msgId)];
+    for (const auto& [name, n] : perId)
+      EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
+
+    r = run({"convert", path("c.vxt"), "--to", "candump", "-o", "-"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, plainCandump.out);
+  }
 }

@@ -5,11 +5,14 @@
 
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/ContainerMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/MarkerMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
+#include "vxtrace/TraceFileMetaInfoMessage.h"
 #include "vxtrace/WrapperMessage.h"
 
 namespace vxtrace::gen {
@@ -91,7 +94,8 @@ struct TraceGenerator::Source {
     Wrapper,
     Padding,
     XcpSession,  // replays the XCP records of diagnosticSession, one at a time
-    CcpSession   // the same for its CCP records
+    CcpSession,  // the same for its CCP records
+    Marker
   };
   Kind kind;
   uint8_t channel = 0;
@@ -111,7 +115,7 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
       rng_{options.seed * 0xD1B54A32D192ED03ULL + 0x2545F4914F6CDD1DULL},
       now_(options.startTime) {
   footerCount_ = std::min<uint64_t>(3, options_.records);
-  headerCount_ = std::min<uint64_t>(8, options_.records - footerCount_);
+  headerCount_ = std::min<uint64_t>(9, options_.records - footerCount_);
 
   using S = Source;
   auto periodic = [this](S::Kind kind, uint8_t ch, uint32_t id, cantype_t type, uint8_t len,
@@ -180,6 +184,12 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   }
   sporadic(S::XcpSession, 3, 100, 450);
   sporadic(S::CcpSession, 3, 150, 550);
+  // Markers set by hand: the first one at a fixed offset, so the sources above keep their draws.
+  S marker{S::Marker};
+  marker.period = 45000 * kMs;
+  marker.first = 900 * kMs;
+  marker.sporadic = true;
+  sources_.push_back(marker);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -187,8 +197,8 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
 
 TraceGenerator::~TraceGenerator() = default;
 
-bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record) {
-  if (produced_ >= options_.records) return false;
+std::unique_ptr<MessageBase> TraceGenerator::produce() {
+  if (produced_ >= options_.records) return nullptr;
   std::unique_ptr<MessageBase> msg;
   const uint64_t bodyEnd = options_.records - footerCount_;
   if (produced_ < headerCount_) {
@@ -200,11 +210,35 @@ bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase
     now_ += kMs;
     msg = makeFooter(produced_ - bodyEnd + (3 - footerCount_), now_);
   }
+  ++produced_;
+  return msg;
+}
+
+bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record) {
+  std::unique_ptr<MessageBase> msg = held_ ? std::move(held_) : produce();
+  if (!msg) return false;
+  auto isBus = [](const MessageBase& m) {
+    return m.msgId == MSGID_CAN || m.msgId == MSGID_CAN_EXT;
+  };
+  if (options_.containers != Containers::None && isBus(*msg)) {
+    std::vector<std::unique_ptr<MessageBase>> batch;
+    batch.push_back(std::move(msg));
+    while (batch.size() < kContainerRecords) {
+      std::unique_ptr<MessageBase> more = produce();
+      if (!more) break;
+      if (!isBus(*more)) {
+        held_ = std::move(more);
+        break;
+      }
+      batch.push_back(std::move(more));
+    }
+    msg = std::make_unique<ContainerMessage>(options_.containers == Containers::Lz4,
+                                             std::move(batch));
+  }
   if (auto* eof = dynamic_cast<EofMessage*>(msg.get())) eof->crc = crc_;
   const std::size_t before = out.size();
   appendFramed(out, *msg, options_.framing);
   crc_ = crc32(crc_, out.data() + before, out.size() - before);
-  ++produced_;
   if (record) *record = std::move(msg);
   return true;
 }
@@ -225,7 +259,15 @@ std::unique_ptr<MessageBase> TraceGenerator::makeHeader(uint64_t index, unsigned
     case 5:
       return std::make_unique<StringMessageBase<MSGID_CONFIGURATIONDATA>>(
           ts, "project=drive-test-07;can0=500k;can1=125k;can2=500k/2M fd;can3=500k");
-    case 6:
+    case 6: {
+      auto meta =
+          std::make_unique<TraceFileMetaInfoMessage>(ts, TraceFileMetaInfoMessage::META_CHANNEL);
+      meta->busId = BUSID_CAN;
+      meta->channel = 2;
+      meta->text = "chassis FD";
+      return meta;
+    }
+    case 7:
       return std::make_unique<SimpleMessage<MSGID_DATALOGGINGSTARTED>>(ts);
     default:
       return std::make_unique<SimpleMessage<MSGID_START>>(ts);
@@ -293,6 +335,8 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
       m->timeStamp = ts;
       return m;
     }
+    case Source::Marker:
+      return std::make_unique<MarkerMessage>(ts, static_cast<uint16_t>(s.counter), ts);
   }
   return nullptr;
 }

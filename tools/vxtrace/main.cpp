@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -187,6 +188,22 @@ bool isInvalid(const MessageBase& msg) {
   return msg.msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(&msg) != nullptr;
 }
 
+// Calls fn for msg and, when it is a container, for every record inside it (depth first, in
+// order); stops and returns false as soon as fn does. A block that cannot be read is reported on
+// standard error by the library and yields the records decoded before the fault.
+bool forEachRecord(const MessageBase& msg, bool expand,
+                   const std::function<bool(const MessageBase&)>& fn) {
+  if (!fn(msg)) return false;
+  auto* container = expand ? dynamic_cast<const ContainerMessage*>(&msg) : nullptr;
+  if (container == nullptr) return true;
+  container->messages.clear();
+  container->decompress(container->numOfMsg, container->data.data(),
+                        static_cast<unsigned int>(container->data.size()));
+  for (const auto& inner : container->messages)
+    if (!forEachRecord(*inner, true, fn)) return false;
+  return true;
+}
+
 // Common options of the commands that read a trace.
 struct ReadFlags {
   bool v2 = false;
@@ -229,6 +246,7 @@ struct DumpArgs {
   bool invalid = false;
   bool raw = false;
   bool localTime = false;
+  bool noExpand = false;
   std::vector<std::string> ids;
   std::vector<std::string> channels;
   std::string from, to;
@@ -254,9 +272,10 @@ int runDump(const DumpArgs& a) {
   uint64_t printed = 0;
   if (a.count && *a.count == 0) return kExitOk;
   std::string line;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+  auto show = [&](const MessageBase& rec) {
+    const MessageBase* msg = &rec;
     if (!ids.empty() && !ids.count(msg->msgId)) {
-      auto* inv = isInvalid(*msg) ? static_cast<InvalidMessage*>(msg.get()) : nullptr;
+      auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
       if (!inv || !ids.count(inv->id)) return true;
     }
     if (!channels.empty() && !channels.count(msg->getSourceChannel())) return true;
@@ -281,7 +300,9 @@ int runDump(const DumpArgs& a) {
     std::fwrite(line.data(), 1, line.size(), out.file);
     if (std::ferror(out.file)) return false;
     return !(a.count && ++printed >= *a.count);
-  });
+  };
+  const bool ok = reader.run(
+      [&](std::unique_ptr<MessageBase> msg) { return forEachRecord(*msg, !a.noExpand, show); });
   checkWrite(out);
   out.finish();
   progress.hide();
@@ -324,16 +345,21 @@ int runStats(const StatsArgs& a) {
 
   std::map<uint16_t, uint64_t> perId;
   std::map<uint64_t, std::pair<std::string, uint64_t>> perChannel;
-  uint64_t timed = 0;
+  uint64_t timed = 0, contained = 0;
   unsigned long long first = 0, last = 0;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    if (isInvalid(*msg)) return true;
-    ++perId[msg->msgId];
-    auto& ch = perChannel[msg->getSourceChannelID()];
-    if (ch.second++ == 0) ch.first = msg->getSourceChannel();
-    if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
-    if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
-    return true;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> frame) {
+    if (isInvalid(*frame)) return true;
+    // Records inside containers count by their own identifier and channel, beside the container.
+    return forEachRecord(*frame, true, [&](const MessageBase& rec) {
+      const MessageBase* msg = &rec;
+      if (msg != frame.get()) ++contained;
+      ++perId[msg->msgId];
+      auto& ch = perChannel[msg->getSourceChannelID()];
+      if (ch.second++ == 0) ch.first = msg->getSourceChannel();
+      if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
+      if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
+      return true;
+    });
   });
   progress.hide();
   if (!ok) throw Failure{reader.error()};
@@ -346,7 +372,7 @@ int runStats(const StatsArgs& a) {
   std::ostringstream os;
   if (a.json) {
     os << "{\n  \"file\": " << jsonString(in.name) << ",\n  \"bytes\": " << c.bytesRead
-       << ",\n  \"records\": " << records << ",\n";
+       << ",\n  \"records\": " << records << ",\n  \"contained_records\": " << contained << ",\n";
     if (timed) {
       os << "  \"first_timestamp_us\": " << first
          << ",\n  \"first_time\": " << jsonString(MessageBase::printTimestamp(first))
@@ -383,6 +409,7 @@ int runStats(const StatsArgs& a) {
     };
     row("File:", in.name + " (" + std::to_string(c.bytesRead) + " bytes)");
     row("Records:", std::to_string(records));
+    row("Contained records:", std::to_string(contained));
     row("First time stamp:", timed ? MessageBase::printTimestamp(first) : "-");
     row("Last time stamp:", timed ? MessageBase::printTimestamp(last) : "-");
     std::snprintf(line, sizeof line, "%.6f s", duration);
@@ -419,6 +446,7 @@ struct GenArgs {
   uint64_t seed = 1;
   bool v2 = false;
   bool diag = false;
+  std::string containers;  // "", "plain" or "lz4"
 };
 
 void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
@@ -452,6 +480,9 @@ int runGen(const GenArgs& a) {
   options.records = a.records;
   options.seed = a.seed;
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
+  if (!a.containers.empty())
+    options.containers =
+        a.containers == "plain" ? vxtrace::gen::Containers::Plain : vxtrace::gen::Containers::Lz4;
   if (a.diag) {
     const std::vector<uint8_t> session =
         vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
@@ -494,8 +525,10 @@ int runConvert(const ConvertArgs& a) {
   TraceReader reader(in.fd, in.name, a.read.options(), &progress);
   CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
   const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    exporter.add(*msg);
-    return !std::ferror(out.file);
+    return forEachRecord(*msg, true, [&](const MessageBase& rec) {
+      exporter.add(rec);
+      return !std::ferror(out.file);
+    });
   });
   checkWrite(out);
   out.finish();
@@ -524,6 +557,8 @@ int main(int argc, char** argv) {
   dumpCmd->add_flag("--invalid", dump.invalid, "Show undecodable frames as InvalidMessage lines");
   dumpCmd->add_flag("--raw", dump.raw, "The frame's bytes in hex after each line");
   dumpCmd->add_flag("--local-time", dump.localTime, "Time stamps in local time instead of UTC");
+  dumpCmd->add_flag("--no-expand", dump.noExpand,
+                    "Containers as one line each, without the records inside");
   dumpCmd->add_option("--id", dump.ids, "Only this identifier (name or number); repeatable")
       ->allow_extra_args(false);
   dumpCmd
@@ -551,6 +586,10 @@ int main(int argc, char** argv) {
   genCmd->add_flag("--diag", gen.diag,
                    "A calibration and diagnostic session (XCP, CCP, UDS, KWP2000) instead of "
                    "CAN traffic; --records and --seed do not apply");
+  genCmd
+      ->add_flag("--containers{lz4}", gen.containers,
+                 "Bus records in containers of up to 64: --containers[=plain|lz4] (lz4 when bare)")
+      ->check(CLI::IsMember({"plain", "lz4"}));
 
   ConvertArgs convert;
   CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
