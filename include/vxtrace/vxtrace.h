@@ -17,5 +17,6 @@
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
+#include "vxtrace/TraceFileReader.h"
 #include "vxtrace/TraceMessageBuffer.h"
 #include "vxtrace/WrapperMessage.h"
