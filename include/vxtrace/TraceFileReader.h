@@ -81,7 +81,10 @@ class VXTRACE_API TraceFileReader {
   std::size_t prefix() const;
   std::size_t peek() const;
   std::size_t recordLength(std::size_t rel) const;
-  bool follows(std::size_t rel);
+  enum Follow { kNone, kEnd, kZero, kStart };
+  Follow followAt(std::size_t rel);
+  bool decodesAt(std::size_t rel);
+  bool decodesAt(std::size_t rel, std::size_t length) const;
   MessageBase* decodeAt(std::size_t rel, std::size_t length) const;
   bool validStart(std::size_t rel);
   bool validInside(std::size_t from, std::size_t to);

@@ -16,8 +16,6 @@ namespace {
 // Room for a candidate of the largest size and a valid record starting just before its end.
 constexpr std::size_t kCapacity = 256 * 1024;
 
-enum Follow { kNone, kEnd, kZero, kStart };
-
 // Records whose bodies hold whole frames, markers included.
 bool carriesFrames(const MessageBase& msg) {
   return msg.msgId == MSGID_CONTAINER || msg.msgId == MSGID_WRAPPER;
@@ -125,11 +123,31 @@ bool TraceFileReader::validStart(std::size_t rel) {
   if (!fill(rel + peek())) return false;
   const std::size_t length = recordLength(rel);
   if (length == 0 || !fill(rel + length)) return false;
-  std::size_t next = rel + length;
-  bool fits = !fill(next + 1) || *at(next) == 0 || !fill(next + peek()) || recordLength(next) != 0;
-  if (!fits) return false;
+  const Follow follow = followAt(rel + length);
+  if (follow == kNone || (follow == kZero && !hasMarkers())) return false;
+  return decodesAt(rel, length);
+}
+
+bool TraceFileReader::decodesAt(std::size_t rel) {
+  if (!fill(rel + peek())) return false;
+  const std::size_t length = recordLength(rel);
+  return length != 0 && fill(rel + length) && decodesAt(rel, length);
+}
+
+bool TraceFileReader::decodesAt(std::size_t rel, std::size_t length) const {
   std::unique_ptr<MessageBase> msg(decodeAt(rel, length));
   return !isInvalid(msg.get());
+}
+
+// What comes after a record that ends at rel.
+TraceFileReader::Follow TraceFileReader::followAt(std::size_t rel) {
+  if (!fill(rel + 1)) return kEnd;
+  if (!fill(rel + peek())) return kEnd;  // the cut-off tail is reported on its own
+  if (recordLength(rel) != 0) return kStart;
+  // Zero padding separates records only where they carry markers: without them a zero is
+  // most often the high byte of the next size field.
+  if (hasMarkers() && *at(rel) == 0) return kZero;
+  return kNone;
 }
 
 bool TraceFileReader::hasMarkers() const {
@@ -188,26 +206,20 @@ MessageBase* TraceFileReader::next() {
       continue;
     }
     if (length != 0 && available() >= length) {
-      Follow follow = kStart;
-      if (!fill(length + 1)) {
-        follow = kEnd;
-      } else if (*at(length) == 0) {
-        follow = kZero;
-      } else if (fill(length + peek()) && recordLength(length) == 0) {
-        follow = kNone;
-      }
+      const Follow follow = followAt(length);
       std::unique_ptr<MessageBase> msg(decodeAt(0, length));
       const bool decoded = !isInvalid(msg.get());
-      // A decoded record with a sure successor, or a candidate with one of the two, is taken
-      // only when no valid record starts inside it: a false header whose claimed end happens
-      // to fall on a record boundary would otherwise swallow the records in between. Records
-      // that carry whole frames in their bodies are exempt; without markers the inside is
-      // only searched when the successor is not sure, since every byte would be a candidate.
       const bool sure = decoded && (follow == kEnd || follow == kStart);
       bool accept = false;
-      if (sure && (!hasMarkers() || carriesFrames(*msg))) {
+      if (!hasMarkers()) {
+        // Without markers every byte could start a record: after garbage, the record after
+        // this one must decode too before the hunt trusts the alignment.
+        accept = sure && (!inRun_ || follow == kEnd || decodesAt(length));
+      } else if (sure && carriesFrames(*msg)) {
         accept = true;
       } else if (decoded || follow != kNone) {
+        // Taken only when no valid record starts inside it: a false header whose claimed end
+        // happens to fall on a record boundary would otherwise swallow the records between.
         accept = !validInside(1, length);
       }
       if (accept) {
