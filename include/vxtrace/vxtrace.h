@@ -25,6 +25,7 @@
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
 #include "vxtrace/TraceFileMetaInfoMessage.h"
+#include "vxtrace/TraceFileReader.h"
 #include "vxtrace/TraceMessageBuffer.h"
 #include "vxtrace/UDSRequest.h"
 #include "vxtrace/UDSResponse.h"

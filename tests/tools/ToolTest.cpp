@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -235,9 +238,13 @@ TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
   Result r = run({"dump", bad});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, texts(t, [&](const MessageBase& m) { return &m != t.records.back().get(); }));
-  EXPECT_EQ(countOf(r.err, "[ERROR] invalid data ("), 2u) << r.err;  // the reader's reports
+  const std::size_t run1 = t.spans[10].second, run2 = t.spans[40].second + 5 + 4;
+  EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (5 bytes) skipped at offset " +
+                             std::to_string(run1) + "\n"));
+  EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (3 bytes) skipped at offset " +
+                             std::to_string(run2) + "\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": undecodable frame at offset " +
-                             std::to_string(unknownAt) + ":\n"));
+                             std::to_string(unknownAt) + " (16 bytes)\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": truncated frame at end of input (" +
                              std::to_string(truncated) + " bytes at offset " +
                              std::to_string(lastFrame) + ")\n"));
@@ -312,8 +319,18 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"dump", trace, "--id", "MSGID_NOSUCH"}, ""},
       {{"dump", trace, "--bogus"}, ""},
       {{"convert", trace, "--to", "csv", "-o", path("o")}, ""},
+      {{"gen", path("g.vxt"), "--records", "-1"}, ""},
+      {{"gen", path("g.vxt"), "--records", "18446744073709551616"}, ""},
+      {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
+      {{"gen", path("g.vxt"), "--seed", "12x"}, ""},
+      {{"dump", trace, "--count", "-5"}, ""},
+      {{"dump", trace, "--from", "2024-01-02 00:00:00", "--to", "2024-01-01 00:00:00"}, ""},
+      {{"convert", trace, "--to", "candump", "-o", trace},
+       "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
+      {{"recover", trace, "-o", path("link.vxt")}, ""},
       {{"frobnicate"}, ""},
       {{}, ""}};
+  ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {
     SCOPED_TRACE(testing::PrintToString(args));
     Result r = run(args);
@@ -323,6 +340,38 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
     EXPECT_EQ(countOf(r.err, "\n"), 1u) << r.err;
     EXPECT_TRUE(text.empty() || r.err == text) << r.err;
   }
+  // Nothing was written over the input or next to it.
+  EXPECT_EQ(vxtest::readFile(trace), vxtest::readFile(path("link.vxt")));
+  EXPECT_EQ(vxtest::readFile(trace).size(), makeTrace(20).bytes.size());
+  EXPECT_EQ(std::filesystem::exists(path("g.vxt")), false);
+}
+
+TEST_F(ToolTest, RecoverWritesEveryGoodRecordAndAFailedRunKeepsTheOldOutput) {
+  Trace t = makeTrace(400, 4);
+  Bytes bytes;
+  for (std::size_t i = 0; i < t.records.size(); ++i) {
+    bytes.insert(bytes.end(), t.bytes.begin() + t.spans[i].first,
+                 t.bytes.begin() + t.spans[i].second);
+    // A false marker with a plausible size after every 20th record.
+    if (i % 20 == 7) bytes.insert(bytes.end(), {0x55, 0xAA, 0x00, 0x40, 0x00, 0x01, 0x00});
+  }
+  const std::string bad = file("bad.vxt", bytes), out = path("clean.vxt");
+  Result r = run({"recover", bad, "-o", out});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(vxtest::readFile(out), std::string(t.bytes.begin(), t.bytes.end()));
+  EXPECT_TRUE(Has(r.err, "0 undecodable frames, 140 bytes of invalid data in 20 runs\n"));
+  r = run({"recover", out, "-o", path("again.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+
+  // An input that cannot be read: the existing output stays as it was, no temporary is left.
+  const std::string existing = file("existing.log", Bytes{'k', 'e', 'e', 'p'});
+  r = run({"convert", dir_.dir.string(), "--to", "candump", "-o", existing});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(vxtest::readFile(existing), "keep");
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(dir_.dir)) files += entry.is_regular_file();
+  EXPECT_EQ(files, 6u);  // bad, clean, again, existing, out, err
 }
 
 TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePrefix) {

@@ -68,43 +68,84 @@ struct Input {
   Input& operator=(const Input&) = delete;
 };
 
-// Output file; "-" is standard output.
+// Output file; "-" is standard output. A file is written under a temporary name in its own
+// directory and renamed over the target by finish(), so a failed run leaves an existing file as
+// it was. An output that is the input (by any path or link) is refused before anything is made.
 struct Output {
   std::FILE* file = nullptr;
   std::string name;
+  std::string temp;  // empty for standard output
 
-  explicit Output(const std::string& path) {
+  explicit Output(const std::string& path, const Input* input = nullptr) {
     if (path == "-") {
       file = stdout;
       name = "standard output";
-    } else {
-      file = std::fopen(path.c_str(), "wb");
-      if (file == nullptr)
-        throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
-      name = path;
-    }
-    static char buffer[1 << 20];
-    if (file != stdout)
-      std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
-    else
+      static char buffer[1 << 20];
       std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+      return;
+    }
+    struct stat out, in;
+    if (input != nullptr && ::stat(path.c_str(), &out) == 0 && ::fstat(input->fd, &in) == 0 &&
+        out.st_dev == in.st_dev && out.st_ino == in.st_ino)
+      throw Failure{"output " + inQuotes(path) + " is the input " + inQuotes(input->name) +
+                    ": refusing to overwrite it"};
+    temp = path + ".vxtrace-XXXXXX";
+    const int fd = ::mkstemp(temp.data());
+    if (fd < 0) throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);  // what a plain create would have given
+    file = ::fdopen(fd, "wb");
+    if (file == nullptr) {
+      ::close(fd);
+      ::unlink(temp.c_str());
+      throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
+    }
+    name = path;
+    std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
   }
-  // Flushes and closes; a failure here (disk full) is an I/O error.
+  // Flushes, closes and puts the file in place; a failure here (disk full) is an I/O error.
   void finish() {
     errno = 0;
-    const bool bad = std::fflush(file) != 0 || std::ferror(file);
-    const int err = errno;
-    if (file != stdout) std::fclose(file);
+    bool bad = std::fflush(file) != 0 || std::ferror(file);
+    int err = errno;
+    if (file != stdout) {
+      if (std::fclose(file) != 0 && !bad) {
+        bad = true;
+        err = errno;
+      }
+      file = nullptr;
+      if (!bad && ::rename(temp.c_str(), name.c_str()) != 0) {
+        bad = true;
+        err = errno;
+      }
+      if (bad) ::unlink(temp.c_str());
+    }
     file = nullptr;
     if (bad)
       throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(err ? err : EIO)};
   }
   ~Output() {
-    if (file && file != stdout) std::fclose(file);
+    if (file && file != stdout) {
+      std::fclose(file);
+      ::unlink(temp.c_str());
+    }
   }
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 };
+
+// A whole non-negative decimal number no larger than max; anything else is a usage error.
+uint64_t numberOption(const std::string& option, const std::string& text, uint64_t max) {
+  errno = 0;
+  char* end = nullptr;
+  const unsigned long long v = std::strtoull(text.c_str(), &end, 10);
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos || errno != 0 ||
+      v > max)
+    throw Failure{"invalid value for " + option + ": " + inQuotes(text) + " (a whole number from 0 to " +
+                  std::to_string(max) + ")"};
+  return v;
+}
 
 void checkWrite(Output& out) {
   if (std::ferror(out.file))
@@ -250,7 +291,7 @@ struct DumpArgs {
   std::vector<std::string> ids;
   std::vector<std::string> channels;
   std::string from, to;
-  std::optional<uint64_t> count;
+  std::string count;
 };
 
 int runDump(const DumpArgs& a) {
@@ -260,6 +301,9 @@ int runDump(const DumpArgs& a) {
   std::optional<unsigned long long> from, to;
   if (!a.from.empty()) from = timeOption("--from", a.from);
   if (!a.to.empty()) to = timeOption("--to", a.to);
+  if (from && to && *from > *to) throw Failure{"--from is later than --to"};
+  std::optional<uint64_t> count;
+  if (!a.count.empty()) count = numberOption("--count", a.count, UINT64_MAX);
 
   Input in(a.file);
   Output out("-");
@@ -270,7 +314,7 @@ int runDump(const DumpArgs& a) {
   TraceReader reader(in.fd, in.name, options, &progress);
 
   uint64_t printed = 0;
-  if (a.count && *a.count == 0) return kExitOk;
+  if (count && *count == 0) return kExitOk;
   std::string line;
   auto show = [&](const MessageBase& rec) {
     const MessageBase* msg = &rec;
@@ -299,7 +343,7 @@ int runDump(const DumpArgs& a) {
     }
     std::fwrite(line.data(), 1, line.size(), out.file);
     if (std::ferror(out.file)) return false;
-    return !(a.count && ++printed >= *a.count);
+    return !(count && ++printed >= *count);
   };
   const bool ok = reader.run(
       [&](std::unique_ptr<MessageBase> msg) { return forEachRecord(*msg, !a.noExpand, show); });
@@ -442,71 +486,73 @@ int runStats(const StatsArgs& a) {
 
 struct GenArgs {
   std::string out;
-  uint64_t records = 10000;
-  uint64_t seed = 1;
+  std::string records = "10000";
+  std::string seed = "1";
   bool v2 = false;
   bool diag = false;
   std::string containers;  // "", "plain" or "lz4"
 };
 
-void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
-  while (n > 0) {
-    const ssize_t w = ::write(fd, p, n);
-    if (w < 0) {
-      if (errno == EINTR) continue;
-      throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
-    }
-    p += w;
-    n -= static_cast<std::size_t>(w);
-  }
-}
+// Enough for any test or demo; a typing slip must not fill the disk.
+constexpr uint64_t kMaxGenRecords = 1000000000ULL;
 
 int runGen(const GenArgs& a) {
-  int fd = STDOUT_FILENO;
-  std::string name = "standard output";
-  if (a.out != "-") {
-    fd = ::open(a.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) throw Failure{"cannot create " + inQuotes(a.out) + ": " + std::strerror(errno)};
-    name = a.out;
-  }
-  struct Closer {
-    int fd;
-    ~Closer() {
-      if (fd != STDOUT_FILENO) ::close(fd);
-    }
-  } closer{fd};
-
   vxtrace::gen::TraceOptions options;
-  options.records = a.records;
-  options.seed = a.seed;
+  options.records = numberOption("--records", a.records, kMaxGenRecords);
+  options.seed = numberOption("--seed", a.seed, UINT64_MAX);
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
   if (!a.containers.empty())
     options.containers =
         a.containers == "plain" ? vxtrace::gen::Containers::Plain : vxtrace::gen::Containers::Lz4;
+  Output out(a.out);
+  std::vector<uint8_t> buffer;
+  auto flush = [&] {
+    if (std::fwrite(buffer.data(), 1, buffer.size(), out.file) != buffer.size()) checkWrite(out);
+    buffer.clear();
+  };
   if (a.diag) {
-    const std::vector<uint8_t> session =
-        vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
-    writeAll(fd, name, session.data(), session.size());
+    buffer = vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
   } else {
     vxtrace::gen::TraceGenerator gen(options);
-    Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
-    std::vector<uint8_t> buffer;
+    Progress progress(Progress::wanted(a.out == "-"), options.records, "records");
     buffer.reserve(1 << 21);
     while (gen.next(buffer)) {
       if (buffer.size() >= (1 << 20)) {
-        writeAll(fd, name, buffer.data(), buffer.size());
-        buffer.clear();
+        flush();
         progress.update(gen.produced());
       }
     }
-    writeAll(fd, name, buffer.data(), buffer.size());
   }
-  if (fd != STDOUT_FILENO && ::close(fd) != 0) {
-    closer.fd = STDOUT_FILENO;
-    throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
-  }
-  closer.fd = STDOUT_FILENO;
+  flush();
+  out.finish();
   return kExitOk;
+}
+
+// ---- recover ---------------------------------------------------------------------------------
+
+struct RecoverArgs {
+  std::string file;
+  std::string out;
+  ReadFlags read;
+};
+
+// Every record that could be recovered, as a clean trace with sync markers, in input order.
+int runRecover(const RecoverArgs& a) {
+  Input in(a.file);
+  Output out(a.out, &in);
+  Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
+  TraceReader reader(in.fd, in.name, a.read.options(), &progress);
+  std::vector<unsigned char> frame;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    if (msg->createByteArray(frame, true, false) == 0) return true;
+    std::fwrite(frame.data(), 1, frame.size(), out.file);
+    return !std::ferror(out.file);
+  });
+  checkWrite(out);
+  progress.hide();
+  if (!ok) throw Failure{reader.error()};
+  out.finish();
+  return finishRead(reader, in.name);
 }
 
 // ---- convert ---------------------------------------------------------------------------------
@@ -520,7 +566,7 @@ struct ConvertArgs {
 
 int runConvert(const ConvertArgs& a) {
   Input in(a.file);
-  Output out(a.out);
+  Output out(a.out, &in);
   Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
   TraceReader reader(in.fd, in.name, a.read.options(), &progress);
   CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
@@ -531,9 +577,9 @@ int runConvert(const ConvertArgs& a) {
     });
   });
   checkWrite(out);
-  out.finish();
   progress.hide();
   if (!ok) throw Failure{reader.error()};
+  out.finish();
   for (const auto& [reason, n] : exporter.skipped())
     std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
               << " not written to " << a.format << ": " << reason << std::endl;
@@ -600,6 +646,13 @@ int main(int argc, char** argv) {
   convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
   convert.read.add(convertCmd);
 
+  RecoverArgs recover;
+  CLI::App* recoverCmd =
+      app.add_subcommand("recover", "Every recoverable record into a clean trace, with a loss report");
+  recoverCmd->add_option("file", recover.file, "Trace file or '-'")->required();
+  recoverCmd->add_option("-o,--output", recover.out, "Output file or '-'")->required();
+  recover.read.add(recoverCmd);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -623,8 +676,12 @@ int main(int argc, char** argv) {
     if (*statsCmd) return runStats(stats);
     if (*genCmd) return runGen(gen);
     if (*convertCmd) return runConvert(convert);
+    if (*recoverCmd) return runRecover(recover);
   } catch (const Failure& f) {
     std::cerr << "vxtrace: " << f.message << std::endl;
+    return kExitFailure;
+  } catch (const std::exception& e) {
+    std::cerr << "vxtrace: " << e.what() << std::endl;
     return kExitFailure;
   }
   return kExitFailure;
