@@ -561,6 +561,7 @@ struct ConvertArgs {
   std::string file;
   std::string format;
   std::string out;
+  bool verbose = false;
   ReadFlags read;
 };
 
@@ -581,7 +582,8 @@ int runConvert(const ConvertArgs& a) {
   if (!ok) throw Failure{reader.error()};
   out.finish();
   for (const auto& [reason, n] : exporter.skipped())
-    std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
+    if (a.verbose)
+      std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
               << " not written to " << a.format << ": " << reason << std::endl;
   return finishRead(reader, in.name);
 }
@@ -595,6 +597,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Reads, summarises, generates and converts vxtrace trace files."};
   app.name("vxtrace");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "vxtrace " VXTRACE_VERSION);
 
   DumpArgs dump;
   CLI::App* dumpCmd = app.add_subcommand("dump", "Every record as one line of text");
@@ -646,6 +649,12 @@ int main(int argc, char** argv) {
   convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
   convert.read.add(convertCmd);
 
+  convertCmd->add_flag("--verbose", convert.verbose, "Also count the records that are not CAN frames");
+
+  std::string helpVerb;
+  CLI::App* helpCmd = app.add_subcommand("help", "Help on one verb: vxtrace help VERB");
+  helpCmd->add_option("verb", helpVerb, "dump, stats, gen, convert or recover");
+
   RecoverArgs recover;
   CLI::App* recoverCmd =
       app.add_subcommand("recover", "Every recoverable record into a clean trace, with a loss report");
@@ -653,6 +662,15 @@ int main(int argc, char** argv) {
   recoverCmd->add_option("-o,--output", recover.out, "Output file or '-'")->required();
   recover.read.add(recoverCmd);
 
+  if (argc > 1 && argv[1][0] != '-') {
+    bool known = false;
+    for (const CLI::App* verb : app.get_subcommands({})) known |= verb->get_name() == argv[1];
+    if (!known) {
+      std::cerr << "vxtrace: unknown verb " << inQuotes(argv[1])
+                << " (dump, stats, gen, convert, recover, help)" << std::endl;
+      return kExitFailure;
+    }
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -677,6 +695,18 @@ int main(int argc, char** argv) {
     if (*genCmd) return runGen(gen);
     if (*convertCmd) return runConvert(convert);
     if (*recoverCmd) return runRecover(recover);
+    if (*helpCmd) {
+      if (helpVerb.empty()) {
+        std::cout << app.help();
+        return kExitOk;
+      }
+      for (CLI::App* verb : {dumpCmd, statsCmd, genCmd, convertCmd, recoverCmd})
+        if (verb->get_name() == helpVerb) {
+          std::cout << verb->help();
+          return kExitOk;
+        }
+      throw Failure{"no verb " + inQuotes(helpVerb) + " (dump, stats, gen, convert, recover)"};
+    }
   } catch (const Failure& f) {
     std::cerr << "vxtrace: " << f.message << std::endl;
     return kExitFailure;
