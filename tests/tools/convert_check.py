@@ -78,7 +78,7 @@ def main():
 
         # --- candump log, read by python-can ------------------------------------------------
         log = os.path.join(tmp, "t.log")
-        run = subprocess.run([CLI, "convert", trace, "--to", "candump", "-o", log],
+        run = subprocess.run([CLI, "convert", trace, "--to", "candump", "-o", log, "--verbose"],
                              capture_output=True, text=True)
         check(run.returncode == 0, "convert to candump failed: %s" % run.stderr)
         check(run.stderr == "vxtrace: %s: %d records not written to candump: not a CAN frame "
