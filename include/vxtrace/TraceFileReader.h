@@ -15,9 +15,10 @@
 // followed by the start of another record, zero padding or the end of the input. A candidate
 // that fails one of these is still taken when no valid record starts inside its span (a good
 // record followed by garbage, or an undecodable frame between good ones); otherwise the hunt
-// goes on at the byte after its start. With markers, a valid record inside a candidate's span
-// always rejects it (records that carry whole frames, containers and wrappers, excepted). So a
-// false marker in garbage, whatever size and header follow it, never swallows good records.
+// goes on at the byte after its start. With markers, a valid record that starts and ends inside
+// a candidate's span rejects it even then (records that carry whole frames, containers and
+// wrappers, excepted). So a false marker in garbage, whatever size and header follow it, never
+// swallows good records, and a false marker inside a good record never costs that record.
 //
 // Framings: V1 (55 AA, then the frame from its size field), V2 ('Z', a type byte, a 16-bit
 // length, then the frame), each also without its marker.
@@ -86,8 +87,8 @@ class VXTRACE_API TraceFileReader {
   bool decodesAt(std::size_t rel);
   bool decodesAt(std::size_t rel, std::size_t length) const;
   MessageBase* decodeAt(std::size_t rel, std::size_t length) const;
-  bool validStart(std::size_t rel);
-  bool validInside(std::size_t from, std::size_t to);
+  std::size_t validStart(std::size_t rel);
+  bool validInside(std::size_t from, std::size_t to, bool endingWithin);
   void lose(loss_t::kind_t kind, uint64_t offset, uint64_t length);
   void closeRun();
   MessageBase* take(MessageBase* msg, std::size_t length);

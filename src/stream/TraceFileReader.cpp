@@ -119,13 +119,13 @@ MessageBase* TraceFileReader::decodeAt(std::size_t rel, std::size_t length) cons
 
 // The literal rule: a plausible header, the whole record present, a fitting successor, and
 // the frame decodes.
-bool TraceFileReader::validStart(std::size_t rel) {
-  if (!fill(rel + peek())) return false;
+std::size_t TraceFileReader::validStart(std::size_t rel) {
+  if (!fill(rel + peek())) return 0;
   const std::size_t length = recordLength(rel);
-  if (length == 0 || !fill(rel + length)) return false;
+  if (length == 0 || !fill(rel + length)) return 0;
   const Follow follow = followAt(rel + length);
-  if (follow == kNone || (follow == kZero && !hasMarkers())) return false;
-  return decodesAt(rel, length);
+  if (follow == kNone || (follow == kZero && !hasMarkers())) return 0;
+  return decodesAt(rel, length) ? length : 0;
 }
 
 bool TraceFileReader::decodesAt(std::size_t rel) {
@@ -154,7 +154,7 @@ bool TraceFileReader::hasMarkers() const {
   return framing_ == FRAMING_V1 || framing_ == FRAMING_V2;
 }
 
-bool TraceFileReader::validInside(std::size_t from, std::size_t to) {
+bool TraceFileReader::validInside(std::size_t from, std::size_t to, bool endingWithin) {
   const bool sync = hasMarkers();
   const uint8_t marker = framing_ == FRAMING_V1 ? 0x55 : 'Z';
   for (std::size_t rel = from; rel < to; ++rel) {
@@ -163,7 +163,8 @@ bool TraceFileReader::validInside(std::size_t from, std::size_t to) {
       if (hit == nullptr) return false;
       rel = static_cast<std::size_t>(static_cast<const uint8_t*>(hit) - at(0));
     }
-    if (validStart(rel)) return true;
+    const std::size_t length = validStart(rel);
+    if (length != 0 && (!endingWithin || rel + length <= to)) return true;
   }
   return false;
 }
@@ -197,7 +198,7 @@ MessageBase* TraceFileReader::next() {
     }
     const bool header = fill(peek());
     const std::size_t length = header ? recordLength(0) : 0;
-    if (length != 0 && !fill(length) && !validInside(1, available())) {
+    if (length != 0 && !fill(length) && !validInside(1, available(), false)) {
       // The input ends inside this record, and no valid one starts within what is left.
       closeRun();
       counts_.truncatedBytes += available();
@@ -215,12 +216,14 @@ MessageBase* TraceFileReader::next() {
         // Without markers every byte could start a record: after garbage, the record after
         // this one must decode too before the hunt trusts the alignment.
         accept = sure && (!inRun_ || follow == kEnd || decodesAt(length));
-      } else if (sure && carriesFrames(*msg)) {
-        accept = true;
+      } else if (sure) {
+        // A false header whose claimed end happens to fall on a record boundary would swallow
+        // the records between: a valid record that starts and ends inside rejects it. One that
+        // runs on beyond it is a false marker inside a good record (a time stamp holding 55 AA).
+        accept = carriesFrames(*msg) || !validInside(1, length, true);
       } else if (decoded || follow != kNone) {
-        // Taken only when no valid record starts inside it: a false header whose claimed end
-        // happens to fall on a record boundary would otherwise swallow the records between.
-        accept = !validInside(1, length);
+        // Without a sure successor, any valid record starting inside rejects it.
+        accept = !validInside(1, length, false);
       }
       if (accept) {
         closeRun();

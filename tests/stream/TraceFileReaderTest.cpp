@@ -33,15 +33,18 @@ Spliced splice(bool v2, int records, std::mt19937& rng) {
   Spliced s;
   auto byte = [&] { return static_cast<uint8_t>(rng()); };
   for (int i = 0; i < records; ++i) {
+    // Every seventh time stamp holds a marker and a large size: a false start inside a good
+    // record, which must not cost that record.
+    const unsigned long long ts = i % 7 == 3 ? 0x000055AAA0000000ULL + i : 1000000 + i;
     std::unique_ptr<MessageBase> msg;
     if (i % 3 == 0) {
       std::string text(rng() % 40, 'x');
       for (char& c : text) c = rng() % 5 == 0 ? (v2 ? 'Z' : '\x55') : static_cast<char>(byte());
-      msg.reset(new StringMessageBase<MSGID_VERSION>(1000000 + i, text));
+      msg.reset(new StringMessageBase<MSGID_VERSION>(ts, text));
     } else {
       Bytes data(rng() % 9);
       for (uint8_t& b : data) b = byte();
-      msg.reset(new CANTraceMessage(1000000 + i, i % 4, CAN_FRAME_STANDARD, 0, rng() % 0x800, data));
+      msg.reset(new CANTraceMessage(ts, i % 4, CAN_FRAME_STANDARD, 0, rng() % 0x800, data));
     }
     frameInto(s.bytes, *msg, v2);
     s.records.push_back(std::move(msg));
