@@ -24,10 +24,10 @@ class VXTRACE_API BusLoadMessage : public MessageBase {
     SRC_HSCAN = 10
   };
   // load values above a percentage.
-  static const uint8_t LOAD_UNKNOWN = 252;
-  static const uint8_t LOAD_NC = 253;
-  static const uint8_t LOAD_OFF = 254;
-  static const uint8_t LOAD_ERROR = 255;
+  static constexpr uint8_t LOAD_UNKNOWN = 252;
+  static constexpr uint8_t LOAD_NC = 253;
+  static constexpr uint8_t LOAD_OFF = 254;
+  static constexpr uint8_t LOAD_ERROR = 255;
 
   source_t source;
   uint8_t bus;     // zero-based channel; printed one-based

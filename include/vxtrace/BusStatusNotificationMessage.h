@@ -18,7 +18,7 @@ class VXTRACE_API BusStatusNotificationMessage : public NotificationMessage {
     BS_NONE = 4,
     BS_DEACTIVATED = 5
   };
-  static const uint8_t NOTIFICATION_TYPE = 9;
+  static constexpr uint8_t NOTIFICATION_TYPE = 9;
 
   // timeStamp: microseconds since the epoch, UTC.
   BusStatusNotificationMessage(busid_t bus, unsigned short channel, notificationBusStatus_t state,

@@ -22,7 +22,7 @@ class VXTRACE_API PhyStatusMessage : public MessageBase {
   enum linkStatus_t : uint8_t { LINK_UNKNOWN = 0, LINK_DOWN = 1, LINK_UP = 2, LINK_ERROR = 3 };
   // Signal-quality class 0..7, or SQI_NOT_AVAILABLE.
   typedef uint8_t sqi_t;
-  static const sqi_t SQI_NOT_AVAILABLE = 255;
+  static constexpr sqi_t SQI_NOT_AVAILABLE = 255;
 
   busid_t bus;
   uint8_t channel;  // zero-based; printed one-based

@@ -9,10 +9,10 @@
 // name (one length byte, modulo 256, then the bytes; absent when the name is empty).
 class VXTRACE_API PingMessage : public MessageBase, public std::string {
  public:
-  static const uint16_t PING_STANDARD = 0;
-  static const uint16_t PING_NETWORK = 1;
-  static const uint16_t PING_DISABLE = 2;
-  static const uint16_t PING_NOTIFY = 4;
+  static constexpr uint16_t PING_STANDARD = 0;
+  static constexpr uint16_t PING_NETWORK = 1;
+  static constexpr uint16_t PING_DISABLE = 2;
+  static constexpr uint16_t PING_NOTIFY = 4;
 
   uint16_t value;
 

@@ -10,9 +10,9 @@ class VXTRACE_API ShutDownMessage : public MessageBase {
  public:
   enum sd_type : uint32_t { SD_NOW = 0, SD_REQUEST = 1, SD_CANCEL = 2 };
   // Bits of the flags byte.
-  static const uint8_t BIT_PARTIAL = 4;
-  static const uint8_t BIT_XRL_LINK = 2;
-  static const uint8_t BIT_URGENCY = 1;
+  static constexpr uint8_t BIT_PARTIAL = 4;
+  static constexpr uint8_t BIT_XRL_LINK = 2;
+  static constexpr uint8_t BIT_URGENCY = 1;
 
   sd_type type;  // one byte on the wire
   bool partial;

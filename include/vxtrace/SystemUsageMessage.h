@@ -17,7 +17,7 @@ class VXTRACE_API SystemUsageMessage : public SystemMessage {
       return first == other.first && second == other.second;
     }
   };
-  static const unsigned int DEVICES = 5;
+  static constexpr unsigned int DEVICES = 5;
 
   devUsage_t devUsage[DEVICES];
 
