@@ -17,8 +17,7 @@ class VXTRACE_API FileTimeMessage : public MessageBase {
   FileTimeMessage(const unsigned char* data, unsigned int length);
   // Lets a plain integer time stamp such as 0 pick the field constructor rather than the byte one.
   template <typename T, typename std::enable_if<std::is_integral<T>::value, int>::type = 0>
-  FileTimeMessage(T ts, uint64_t value)
-      : FileTimeMessage(static_cast<unsigned long long>(ts), value) {}
+  FileTimeMessage(T ts, uint64_t value) : FileTimeMessage(static_cast<unsigned long long>(ts), value) {}
 
   // The caller owns the result.
   static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);

@@ -96,9 +96,10 @@ VXTRACE_API uint64_t byteArrayToUint64(const unsigned char* bytes);
 
 // A record class's whole text also where the class declares no inserter of its own, instead
 // of only the common prefix of the MessageBase inserter; the classes' own inserters win.
-template <typename T, typename std::enable_if<std::is_base_of<MessageBase, T>::value &&
-                                                  !std::is_same<T, MessageBase>::value,
-                                              int>::type = 0>
+template <typename T,
+          typename std::enable_if<std::is_base_of<MessageBase, T>::value &&
+                                      !std::is_same<T, MessageBase>::value,
+                                  int>::type = 0>
 std::ostream& operator<<(std::ostream& os, const T& msg) {
   msg.print(os);
   return os;
