@@ -26,8 +26,8 @@ class VXTRACE_API SystemUsageMessage : public SystemMessage {
   SystemUsageMessage(unsigned long long ts, const devUsage_t (&usage)[DEVICES]);
   // Parses the text: exactly five ';'-terminated groups of two '/'-separated halves; a half
   // with '%' is the decimal number before it (kept modulo 256), one without is 255. Any other
-  // shape leaves every value 255. A half like "%" or "x%" throws std::invalid_argument, a
-  // number beyond int std::out_of_range (from std::stoi).
+  // shape leaves every value 255. The text is then rebuilt from the values. A half like "%" or
+  // "x%" throws std::invalid_argument, a number beyond int std::out_of_range (from std::stoi).
   SystemUsageMessage(unsigned long long ts, const char* text, unsigned int length);
 
   MessageBase* clone() const override;

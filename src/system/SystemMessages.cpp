@@ -212,12 +212,14 @@ SystemUsageMessage::SystemUsageMessage(unsigned long long ts, const devUsage_t (
 SystemUsageMessage::SystemUsageMessage(unsigned long long ts, const char* text, unsigned int length)
     : SystemMessage(ts, SM_USAGE, std::string(text, length)) {
   const std::vector<std::string> groups = split(*this, ';');
-  if (groups.size() != DEVICES + 1) return;
-  for (unsigned int i = 0; i < DEVICES; ++i) {
-    const std::vector<std::string> halves = split(groups[i], '/');
-    devUsage[i].first = readPercent(halves[0]);
-    devUsage[i].second = halves.size() > 1 ? readPercent(halves[1]) : 255;
+  if (groups.size() == DEVICES + 1) {
+    for (unsigned int i = 0; i < DEVICES; ++i) {
+      const std::vector<std::string> halves = split(groups[i], '/');
+      devUsage[i].first = readPercent(halves[0]);
+      devUsage[i].second = halves.size() > 1 ? readPercent(halves[1]) : 255;
+    }
   }
+  updateString();
 }
 
 VXTRACE_RECORD_CLONE(SystemUsageMessage)

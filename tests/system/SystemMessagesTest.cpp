@@ -34,8 +34,11 @@ TEST(SystemMessages, RecordTable) {
     {128, "10 6F 6B", SYS "[LOGGER_STATUS] [status=ok] [errors=]", 15},
     {128, "70 63 61 6E 31 3B 65 74 68 30", SYS "[ROUTING_ERROR] destination: can1, source: eth0", 22},
     {128, "02 31 32 25 2F 2D 3B " UNKNOWN_USAGE, SYS "[USAGE] 12%/-;-/-;-/-;-/-;-/-;", 35},
-    // A usage text of another shape is kept as it stands; a NUL is not cut from it.
-    {128, "02 61 00", SYS "[USAGE] a\\x00", 15},
+    // The text is rebuilt from the values: another shape reads as all unknown.
+    {128, "02 61 00", SYS "[USAGE] -/-;-/-;-/-;-/-;-/-;", 33, vxtest::kDecodes,
+     HDR("00 21") "02 " UNKNOWN_USAGE " 2D 2F 2D 3B"},
+    {128, "02 30 31 32 25 2F 33 30 30 25 3B " UNKNOWN_USAGE, SYS "[USAGE] 12%/44%;-/-;-/-;-/-;-/-;", 37,
+     vxtest::kDecodes, HDR("00 25") "02 31 32 25 2F 34 34 25 3B " UNKNOWN_USAGE},
     // "%" without a number, and a number beyond int: std::stoi's errors reach the caller.
     {128, "02 25 2F 2D 3B " UNKNOWN_USAGE, nullptr, -1, vxtest::kThrows},
     {128, "02 39 39 39 39 39 39 39 39 39 39 39 25 2F 2D 3B " UNKNOWN_USAGE, nullptr, -1,
