@@ -50,6 +50,8 @@ class VXTRACE_API PhyStatusMessage : public MessageBase {
   bool operator==(const MessageBase& other) const override;
   void print(std::ostream& os) const override;
   std::string toString() const override;
+  // The bus name, " #" and the zero-based channel, e.g. "Ethernet #0".
+  std::string getSourceChannel() const override;
   // Low 32 bits (bus << 8) | channel, high 32 bits sourceWord.
   uint64_t getSourceChannelID() const override;
   // Adds the low 8 bits of offset to channel, modulo 256.

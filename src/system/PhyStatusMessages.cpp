@@ -64,6 +64,10 @@ void printStart(std::ostream& os, busid_t bus, uint8_t channel, PhyStatusMessage
      << PhyStatusMessage::getLinkStatusName(link);
 }
 
+std::string channelName(busid_t bus, uint8_t channel) {
+  return std::string(getBusIdName(bus)) + " #" + std::to_string(static_cast<unsigned int>(channel));
+}
+
 uint64_t channelKey(uint32_t sourceWord, busid_t bus, uint8_t channel) {
   return (static_cast<uint64_t>(sourceWord) << 32) | (static_cast<uint32_t>(bus) << 8) | channel;
 }
@@ -128,6 +132,8 @@ void PhyStatusMessage::print(std::ostream& os) const {
        << r.second;
   }
 }
+
+std::string PhyStatusMessage::getSourceChannel() const { return channelName(bus, channel); }
 
 uint64_t PhyStatusMessage::getSourceChannelID() const {
   return channelKey(sourceWord, bus, channel);
@@ -251,6 +257,8 @@ void PhyStatusExtMessage::print(std::ostream& os) const {
        << std::setfill('0') << std::setw(4) << e.value << ']';
   }
 }
+
+std::string PhyStatusExtMessage::getSourceChannel() const { return channelName(bus, channel); }
 
 uint64_t PhyStatusExtMessage::getSourceChannelID() const {
   return channelKey(sourceWord, bus, channel);

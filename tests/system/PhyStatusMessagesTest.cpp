@@ -61,6 +61,7 @@ TEST(PhyStatusMessages, DerivedValuesAndNames) {
   EXPECT_EQ(PhyStatusMessage::LINK_UNKNOWN, none.getLinkStatus());
   none.sourceWord = 0xA;
   EXPECT_EQ(0x0000000A00000603ULL, none.getSourceChannelID());
+  EXPECT_EQ("Ethernet #3", none.getSourceChannel());
   none.cascadeChannel(0x1FE);
   EXPECT_EQ(1, none.channel);
 
@@ -84,6 +85,7 @@ TEST(PhyStatusMessages, DerivedValuesAndNames) {
   EXPECT_TRUE(ext.getValue(23, v, 1));
   EXPECT_FALSE(ext.getValue(23, v, 2));
   EXPECT_EQ(0x602u, ext.getSourceChannelID());
+  EXPECT_EQ("Ethernet #2", ext.getSourceChannel());
   // One entry: 30 bytes written (no marker) under a declared frame of 34.
   vxtest::Written w = vxtest::writeInto(ext, 34, false);
   EXPECT_EQ(30u, w.result);

@@ -2,14 +2,31 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
+#include "vxtrace/BusLoadExtMessage.h"
+#include "vxtrace/BusLoadMessage.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/LostExtMessage.h"
+#include "vxtrace/LostMessage.h"
+#include "vxtrace/MobileServiceMessage.h"
+#include "vxtrace/NotificationMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
+#include "vxtrace/PhyStatusExtMessage.h"
+#include "vxtrace/PhyStatusMessage.h"
+#include "vxtrace/PingMessage.h"
+#include "vxtrace/PushButtonMessage.h"
+#include "vxtrace/ShutDownMessage.h"
+#include "vxtrace/SignalMessage.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
+#include "vxtrace/SystemMessage.h"
+#include "vxtrace/SystemUsageMessage.h"
+#include "vxtrace/TemperatureMessage.h"
+#include "vxtrace/TimeMessage.h"
 #include "vxtrace/WrapperMessage.h"
 
 namespace vxtrace::gen {
@@ -89,7 +106,23 @@ struct TraceGenerator::Source {
     ByteStream,
     GetTime,
     Wrapper,
-    Padding
+    Padding,
+    // The logger's reports about itself.
+    TimeList,
+    BusLoad,     // older per-source form, classic channels
+    BusLoadExt,  // form with units, CAN FD and diagnostics channels
+    SystemReport,
+    LostSend,
+    LostReceive,
+    Temperature,
+    Ping,
+    PhyStatus,
+    PhyStatusExt,
+    Shutdown,
+    PushButton,
+    Notification,
+    MobileService,
+    Signal
   };
   Kind kind;
   uint8_t channel = 0;
@@ -169,6 +202,22 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::Padding, 0, 10000, 500);
   sporadic(S::GetTime, 0, 30000, 600);
   sporadic(S::TimeJump, 0, 120000, 800);
+  // Status: time every second, bus load per channel every second, the rest now and then.
+  periodic(S::TimeList, 0, 0, CAN_TYPE_STANDARD, 0, 1000);
+  for (uint8_t ch = 0; ch < 4; ++ch)
+    periodic(ch < 2 ? S::BusLoad : S::BusLoadExt, ch, 0, CAN_TYPE_STANDARD, 0, 1000);
+  periodic(S::Signal, 0, 0x0C9, CAN_TYPE_STANDARD, 0, 1000);
+  sporadic(S::SystemReport, 0, 2000, 100);
+  sporadic(S::LostReceive, 2, 20000, 700);
+  sporadic(S::LostSend, 0, 60000, 900);
+  sporadic(S::Temperature, 0, 10000, 750);
+  sporadic(S::Ping, 0, 5000, 450);
+  sporadic(S::PhyStatus, 0, 10000, 550);
+  sporadic(S::PhyStatusExt, 1, 10000, 650);
+  sporadic(S::Shutdown, 0, 60000, 850);
+  sporadic(S::PushButton, 0, 90000, 880);
+  sporadic(S::Notification, 0, 30000, 920);
+  sporadic(S::MobileService, 0, 120000, 940);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -275,8 +324,99 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     }
     case Source::Padding:
       return std::make_unique<PaddingBytesMessage>(ts, std::vector<uint8_t>(rng_.below(65), 0));
+    default:
+      return makeStatus(s, ts);
   }
   return nullptr;
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeStatus(Source& s, unsigned long long ts) {
+  // Typical loads of the four channels in percent.
+  static const uint8_t kLoad[] = {38, 12, 46, 3};
+  switch (s.kind) {
+    case Source::TimeList:
+      return std::make_unique<TimeMessage>(ts, std::vector<uint64_t>{ts});
+    case Source::BusLoad:
+      return std::make_unique<BusLoadMessage>(
+          ts, s.channel == 0 ? BusLoadMessage::SRC_HSCAN : BusLoadMessage::SRC_LSCAN, s.channel,
+          static_cast<uint8_t>(kLoad[s.channel] + rng_.below(5)));
+    case Source::BusLoadExt: {
+      auto m = std::make_unique<BusLoadExtMessage>(ts, BusLoadExtMessage::BL_STD, BUSID_CAN,
+                                                   s.channel, 1);
+      m->values[0] = kLoad[s.channel] + rng_.below(5);
+      return m;
+    }
+    case Source::Signal: {
+      const uint32_t raw = 8000 + rng_.below(400);  // 0.01 km/h per bit
+      char text[16];
+      std::snprintf(text, sizeof text, "%u.%02u", raw / 100, raw % 100);
+      return std::make_unique<SignalMessage>(ts, "VehicleSpeed", "speed", "km/h", text, 1, 0, raw,
+                                             raw / 100.0, "from 0x0C9");
+    }
+    case Source::SystemReport:
+      switch (s.counter % 4) {
+        case 1: {
+          SystemUsageMessage::devUsage_t usage[SystemUsageMessage::DEVICES];
+          usage[0] = {static_cast<uint8_t>(20 + rng_.below(30)), 255};  // CPU
+          usage[1] = {61, 255};                                         // RAM
+          usage[2] = {static_cast<uint8_t>(12 + rng_.below(3)), 40};    // storage, second card
+          return std::make_unique<SystemUsageMessage>(ts, usage);
+        }
+        case 2:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_LOGGER_STATUS,
+                                                 "recording;0");
+        case 3:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_WARNING,
+                                                 "storage: write rate above 80%");
+        default:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_INFO,
+                                                 "trace file 0001 opened");
+      }
+    case Source::LostSend:
+      return std::make_unique<LostMessage>(ts, LostMessage::FAILED_MOST150,
+                                           LostMessage::FAILED_SUB_CTRL, ts - 1000 * kMs, ts,
+                                           1 + rng_.below(3));
+    case Source::LostReceive:
+      return std::make_unique<LostExtMessage>(ts, BUSID_CAN, s.channel, ts - 1000 * kMs, ts,
+                                              1 + rng_.below(40));
+    case Source::Temperature:
+      return std::make_unique<TemperatureMessage>(ts, static_cast<int16_t>(41 + rng_.below(4)));
+    case Source::Ping:
+      return std::make_unique<PingMessage>(ts, PingMessage::PING_STANDARD, "vxtool");
+    case Source::PhyStatus:
+      return std::make_unique<PhyStatusMessage>(
+          ts, BUSID_ETHERNET, s.channel, PhyStatusMessage::PHY_TJA1100,
+          std::vector<std::pair<uint16_t, uint16_t>>{
+              {23, static_cast<uint16_t>(0x8000 | (5 + rng_.below(3)) << 5)},
+              {20, static_cast<uint16_t>(rng_.below(3))}});
+    case Source::PhyStatusExt: {
+      PhyStatusExtMessage::entry_t link, sqi;
+      link.dev = 1;
+      link.reg = 1;
+      link.value = 0x0004;
+      sqi.dev = 3;
+      sqi.reg = 23;
+      sqi.value = static_cast<uint16_t>((6 + rng_.below(2)) << 5);
+      return std::make_unique<PhyStatusExtMessage>(
+          ts, BUSID_ETHERNET, s.channel, PhyStatusMessage::PHY_MAR88Q2112,
+          std::vector<PhyStatusExtMessage::entry_t>{link, sqi});
+    }
+    case Source::Shutdown:
+      // A request the driver cancels by starting the engine again.
+      return std::make_unique<ShutDownMessage>(
+          ts, s.counter % 2 == 1 ? ShutDownMessage::SD_REQUEST : ShutDownMessage::SD_CANCEL, false,
+          true, false);
+    case Source::PushButton:
+      return std::make_unique<PushButtonMessage>(ts, ts - 20 * kMs);
+    case Source::Notification:
+      return std::make_unique<NotificationMessage>(ts, 2, "trigger 'brake-hard' fired",
+                                                   std::vector<uint8_t>{0x01});
+    case Source::MobileService:
+      return std::make_unique<MobileServiceMessage>(
+          ts, "fleet-ops@example.com", "trace 0001 closed", MobileServiceMessage::S_EMAIL);
+    default:
+      return nullptr;
+  }
 }
 
 void TraceGenerator::fillPayload(Source& s, uint8_t* data, unsigned int length) {
