@@ -8,17 +8,19 @@ BUILD_DEBUG   := build/debug
 BUILD_RELEASE := build/release
 BUILD_CHECK   := build/check
 
-.PHONY: all bootstrap release demo test check bench install clean
+.PHONY: all bootstrap build-debug release demo test check bench install clean
 
 all: test
 
 bootstrap:
 	@scripts/bootstrap.sh
 
-test: bootstrap
+test: build-debug
+	cd $(BUILD_DEBUG) && ctest --output-on-failure -j $(JOBS)
+
+build-debug: bootstrap
 	cmake -S . -B $(BUILD_DEBUG) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD_DEBUG) -j $(JOBS)
-	cd $(BUILD_DEBUG) && ctest --output-on-failure -j $(JOBS)
 
 release: bootstrap
 	cmake -S . -B $(BUILD_RELEASE) -DCMAKE_BUILD_TYPE=Release -DVXTRACE_BENCH=ON \
@@ -28,13 +30,17 @@ release: bootstrap
 demo: release
 	scripts/demo.sh $(BUILD_RELEASE)
 
-check: bootstrap
+# Sanitizer build and its tests, the fuzzers for a while, then the unit tests of the regular
+# build under valgrind memcheck (the two checkers do not mix in one build).
+check: bootstrap build-debug
 	CC=clang CXX=clang++ cmake -S . -B $(BUILD_CHECK) -DCMAKE_BUILD_TYPE=Debug \
 	      -DVXTRACE_SANITIZE=ON -DVXTRACE_FUZZ=ON
 	cmake --build $(BUILD_CHECK) -j $(JOBS)
 	cd $(BUILD_CHECK) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	      UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 	scripts/run-fuzzers.sh $(BUILD_CHECK) $(FUZZ_SECONDS)
+	TZ=UTC valgrind --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite --quiet \
+	      $(BUILD_DEBUG)/tests/vxtrace_tests --gtest_filter=-*DeathTest* --gtest_brief=1
 
 bench: release
 	$(BUILD_RELEASE)/bench/vxtrace_bench --benchmark_counters_tabular=true

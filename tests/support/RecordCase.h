@@ -23,9 +23,10 @@ struct RecordCase {
   const char* line;   // toString() of the record; for a reject, of the InvalidMessage
   int size = -1;      // getSize() of the decoded record; -1 for a reject
   int outcome = kDecodes;
-  // Re-encoded frame when it differs from frame; "" when re-encoding is not checked.
+  // Body of the re-encoded frame when it differs from body; "" when re-encoding is not checked.
   const char* written = nullptr;
   bool selfEqual = true;  // false for classes whose operator== is never true
+  bool caseOpen = true;   // false: the text fixes its digit case, an upper-case stream included
 };
 
 // The row's whole frame, from the size field on.

@@ -16,7 +16,6 @@ using vxtest::RecordCase;
 #define TS "2020-09-13 12:26:40.123456"
 #define TSB "00 05 AF 31 07 A5 E2 40 "
 #define ZERO8 "00 00 00 00 00 00 00 00 "
-#define HDR(size, id) size " " id " 01 02 " TSB
 #define PING TS "  PING        | value = "
 #define MOBILE TS "  MobileService | receiver: "
 
@@ -29,30 +28,29 @@ TEST(DeviceMessages, RecordTable) {
     {134, "07 06", TS " SHUTDOWN |  | XRL link up", 14},
     // Flag bits beyond the three are not kept.
     {134, "01 FF", TS " SHUTDOWN | SD_REQUEST | urgent | XRL link up", 14, vxtest::kDecodes,
-     HDR("00 0E", "00 86") "01 07"},
-    {134, "01", TS " SHUTDOWN | SD_REQUEST", 14, vxtest::kDecodes, HDR("00 0E", "00 86") "01 00"},
+     "01 07"},
+    {134, "01", TS " SHUTDOWN | SD_REQUEST", 14, vxtest::kDecodes, "01 00"},
     // The older 14-byte form: the stamp is an urgency word, the type byte lies beyond the frame.
-    {134, "", "1970-01-01 00:00:00.000000 SHUTDOWN | SD_NOW | urgent", 14, vxtest::kDecodes,
-     "00 0E 00 86 01 02 " ZERO8 "00 01"},
+    {134, "", "1970-01-01 00:00:00.000000 SHUTDOWN | SD_NOW | urgent", 14, vxtest::kDecodes, ""},
     {135, "7F FF", TS "  TEMPERATURE | 32767 \xC2\xB0" "C ", 14},
     {135, "80 00", TS "  TEMPERATURE | -32768 \xC2\xB0" "C ", 14},
     {135, "FF", TS "  TEMPERATURE | 0 \xC2\xB0" "C ", 14, vxtest::kDecodes,
-     HDR("00 0E", "00 87") "00 00"},
+     "00 00"},
     {32783, ZERO8, TS "  PUSHBUTTON", 20},
     // The short form is always re-encoded long.
-    {32783, "", TS "  PUSHBUTTON", 20, vxtest::kDecodes, HDR("00 14", "80 0F") ZERO8},
-    {32783, TSB "AA", TS "  PUSHBUTTON  | " TS, 20, vxtest::kDecodes, HDR("00 14", "80 0F") TSB},
+    {32783, "", TS "  PUSHBUTTON", 20, vxtest::kDecodes, ZERO8},
+    {32783, TSB "AA", TS "  PUSHBUTTON  | " TS, 20, vxtest::kDecodes, TSB},
     {32776, "00 03", PING "3", 14, vxtest::kDecodes, nullptr, false},
     {32776, "00 00", PING "0 [PING_STANDARD]", 14, vxtest::kDecodes, nullptr, false},
     {32776, "00 01", PING "1 [PING_NETWORK]", 14, vxtest::kDecodes, nullptr, false},
     {32776, "00 02", PING "2 [PING_DISABLE]", 14, vxtest::kDecodes, nullptr, false},
-    {32776, "01", PING "0 [PING_STANDARD]", 14, vxtest::kDecodes, HDR("00 0E", "80 08") "00 00",
+    {32776, "01", PING "0 [PING_STANDARD]", 14, vxtest::kDecodes, "00 00",
      false},
     // Name lengths beyond the frame: cut at its end.
-    {32776, "00 04 05", PING "4 [PING_NOTIFY]", 14, vxtest::kDecodes, HDR("00 0E", "80 08") "00 04",
+    {32776, "00 04 05", PING "4 [PING_NOTIFY]", 14, vxtest::kDecodes, "00 04",
      false},
     {32776, "00 02 05 61 62", PING "2 [PING_DISABLE], name = ab", 17, vxtest::kDecodes,
-     HDR("00 11", "80 08") "00 02 02 61 62", false},
+     "00 02 02 61 62", false},
     {32826, "00 00 01", MOBILE "; message: ; serviceType: S_EMAIL", 15},
     {32826, "01 61 01 62 02", MOBILE "a; message: b; serviceType: <unknown:2>", 17},
     {32826, "05 61", nullptr, -1, invalidLength},
@@ -84,6 +82,11 @@ TEST(DeviceMessages, ShortShutdownFormsAndPushButtonLengths) {
   auto quiet = vxtest::decodeExact(marked, 13);
   ASSERT_NE(dynamic_cast<ShutDownMessage*>(quiet.get()), nullptr);
   EXPECT_FALSE(static_cast<ShutDownMessage&>(*quiet).urgent);
+
+  // The 14-byte form is re-encoded long, with time stamp 0 and the header word kept.
+  auto old = vxtest::decode(vxtest::caseFrame({134, "", nullptr}));
+  ASSERT_NE(old, nullptr);
+  EXPECT_EQ(vxtest::hex("00 0E 00 86 01 02 " ZERO8 "00 01"), vxtest::serialise(*old));
 
   const vxtest::Bytes pb = vxtest::frame(MSGID_PUSHBUTTON, 1, vxtest::hex(ZERO8 "00"));
   for (std::size_t n : {13u, 15u, 20u, 21u}) EXPECT_EQ(nullptr, vxtest::decodeExact(pb, n)) << n;

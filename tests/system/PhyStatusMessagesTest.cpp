@@ -12,7 +12,6 @@ using vxtest::RecordCase;
 
 #define TS "2020-09-13 12:26:40.123456"
 #define PHY TS "  PHY STATUS  | "
-#define HDR(size, id) size " " id " 01 02 00 05 AF 31 07 A5 E2 40 "
 
 TEST(PhyStatusMessages, RecordTable) {
   vxtest::RegistryGuard guard;
@@ -27,17 +26,17 @@ TEST(PhyStatusMessages, RecordTable) {
     {31, "06 01 00 04", PHY "Ethernet #2, MAR88Q2112: link unknown", 16},
     // More pairs announced than the frame holds: those inside it are read.
     {31, "06 00 03 01 00 17 00 A0 00 14", PHY "Ethernet #1, TJA1100: link down, 23=0x00a0", 20,
-     vxtest::kDecodes, HDR("00 14", "00 1F") "06 00 01 01 00 17 00 A0"},
+     vxtest::kDecodes, "06 00 01 01 00 17 00 A0"},
     {31, "06 00 01", nullptr, -1, invalidLength},
     {32, "06 00 00 01 00 00 00 02 00 07 00 01 00 17 80 A0 00 00 00 02 00 14 00 09 00 00 00 00",
      PHY "Ethernet #1, TJA1100: link up [dev=1,reg=23,val=0x80a0] [dev=2,reg=20,val=0x0009]", 40},
     // The size field declares four bytes beyond the body; written as zeros.
     {32, "06 00 01 05 00 00 00 01 00 00 00 00 00 01 00 00",
      PHY "Ethernet #1, INVALID: link down [dev=0,reg=1,val=0x0000]", 32, vxtest::kDecodes,
-     HDR("00 20", "00 20") "06 00 01 05 00 00 00 01 00 00 00 00 00 01 00 00 00 00 00 00"},
+     "06 00 01 05 00 00 00 01 00 00 00 00 00 01 00 00 00 00 00 00"},
     {32, "06 00 00 03 00 00 00 05 00 00 00 01 00 01 00 04",
      PHY "Ethernet #1, BCM54810: link up [dev=1,reg=1,val=0x0004]", 32, vxtest::kDecodes,
-     HDR("00 20", "00 20") "06 00 00 03 00 00 00 01 00 00 00 01 00 01 00 04 00 00 00 00"},
+     "06 00 00 03 00 00 00 01 00 00 00 01 00 01 00 04 00 00 00 00"},
     {32, "06 00 00 01 00 00 00", nullptr, -1, invalidLength},
   };
   // clang-format on

@@ -13,7 +13,6 @@ using vxtest::RecordCase;
 #define TS "2020-09-13 12:26:40.123456"
 #define SIG TS "  SIGNAL      | [name="
 #define ZERO8 "00 00 00 00 00 00 00 00 "
-#define HDR(size) size " 80 26 01 02 00 05 AF 31 07 A5 E2 40 "
 #define EMPTY "[webappName=] [unit=] [value=] "
 
 TEST(SignalMessage, RecordTable) {
@@ -29,14 +28,14 @@ TEST(SignalMessage, RecordTable) {
     // The frame ends inside raw: raw, phys and descr stay 0 and empty.
     {32806, "01 61 00 00 00 00 01 00 02 00 00 00",
      SIG "a] " EMPTY "[window=1] [pos=2] [raw=0] [phys=0] [descr=]", 38, vxtest::kDecodes,
-     HDR("00 26") "01 61 00 00 00 00 01 00 02 " ZERO8 ZERO8 "00"},
+     "01 61 00 00 00 00 01 00 02 " ZERO8 ZERO8 "00"},
     // A text running past the frame is not taken, nor anything after it.
     {32806, "05 61",
      SIG "] " EMPTY "[window=0] [pos=0] [raw=0] [phys=0] [descr=]", 37, vxtest::kDecodes,
-     HDR("00 25") "00 00 00 00 00 00 00 00 " ZERO8 ZERO8 "00"},
+     "00 00 00 00 00 00 00 00 " ZERO8 ZERO8 "00"},
     {32806, "00 00 00 00 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 05 64",
      SIG "] " EMPTY "[window=1] [pos=2] [raw=3] [phys=1.5] [descr=]", 37, vxtest::kDecodes,
-     HDR("00 25") "00 00 00 00 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 00"},
+     "00 00 00 00 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 00"},
   };
   // clang-format on
   for (const RecordCase& row : rows) vxtest::checkRecordCase(row);

@@ -93,51 +93,6 @@ std::string texts(const Trace& t, const std::function<bool(const MessageBase&)>&
 
 }  // namespace
 
-TEST_F(ToolTest, GeneratorIsDeterministicAndHoldsEveryRegisteredKind) {
-  const uint8_t check[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-  EXPECT_EQ(vxtrace::gen::crc32(0, check, sizeof check), 0xCBF43926u);  // the CRC-32 check value
-
-  TraceOptions options;
-  options.records = 3000;
-  options.seed = 8;
-  Trace t = makeTrace(3000, 7);
-  EXPECT_NE(t.bytes, vxtrace::gen::generateTrace(options));
-  options.seed = 7;
-  EXPECT_EQ(t.bytes, vxtrace::gen::generateTrace(options));  // a second generator, same bytes
-  ASSERT_EQ(t.records.size(), 3000u);
-  // The end-of-file record closes the trace and carries the CRC-32 of all bytes before it.
-  auto* eof = dynamic_cast<EofMessage*>(t.records.back().get());
-  ASSERT_NE(eof, nullptr);
-  EXPECT_EQ(eof->crc, vxtrace::gen::crc32(0, t.bytes.data(), t.spans.back().first));
-
-  std::set<int> kinds;
-  bool classicError = false, ackError = false, brs = false, esi = false, tx = false, txReq = false;
-  unsigned long long previous = 0;
-  for (const auto& r : t.records) {
-    kinds.insert(r->msgId);
-    EXPECT_GE(r->timeStamp, previous);
-    previous = r->timeStamp;
-    if (auto* can = dynamic_cast<const CANTraceMessageBase*>(r.get())) {
-      classicError |= r->msgId == MSGID_CAN && can->frame == CAN_FRAME_ERROR;
-      ackError |= r->msgId == MSGID_CAN_EXT && can->frame == CAN_FRAME_ERROR &&
-                  (can->state & 0x0F) == CAN_ERR_ACK;
-      brs |= (can->state & 0x40) != 0;
-      esi |= (can->state & 0x80) != 0;
-      tx |= can->frame == CAN_FRAME_TXMESSAGE;
-      txReq |= can->frame == CAN_FRAME_TXREQUEST;
-    }
-  }
-  EXPECT_TRUE(classicError && ackError && brs && esi && tx && txReq);
-  for (const auto& entry : MessageBase::creators)
-    EXPECT_TRUE(kinds.count(entry.first)) << "no record of registered kind " << entry.first;
-
-  // Small traces still open and close like a session.
-  Trace small = makeTrace(2);
-  ASSERT_EQ(small.records.size(), 2u);
-  EXPECT_EQ(small.records[0]->msgId, MSGID_DATALOGGINGSTOPPED);
-  EXPECT_EQ(small.records[1]->msgId, MSGID_ENDOFFILE);
-}
-
 TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
   for (Framing framing : {Framing::V1, Framing::V2}) {
     const bool v2 = framing == Framing::V2;
@@ -198,9 +153,6 @@ TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
   EXPECT_TRUE(Has(r.out, "\"bytes\": " + std::to_string(t.bytes.size()) + ","));
   EXPECT_TRUE(Has(r.out, "\"first_timestamp_us\": " + std::to_string(first) + ","));
   EXPECT_TRUE(Has(r.out, "\"last_time\": \"" + MessageBase::printTimestamp(last) + "\""));
-  char duration[64];
-  std::snprintf(duration, sizeof duration, "\"duration_s\": %.6f,", (last - first) / 1e6);
-  EXPECT_TRUE(Has(r.out, duration));
   for (const char* zero :
        {"garbage_bytes", "garbage_runs", "truncated_bytes", "undecodable_frames"})
     EXPECT_TRUE(Has(r.out, std::string("\"") + zero + "\": 0"));
@@ -208,7 +160,6 @@ TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
   for (const auto& [name, n] : perChannel)
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
-  EXPECT_EQ(countOf(r.out, "\": "), 15 + perId.size() + perChannel.size());
 
   r = run({"stats", trace});
   EXPECT_EQ(r.status, 0);
