@@ -30,6 +30,7 @@
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/MessageBase.h"
 #include "vxtrace/MessageIds.h"
+#include "vxtrace/TraceFileReader.h"
 #include "vxtrace/TraceMessageBuffer.h"
 #ifdef VXTRACE_BENCH_WITH_GENERATOR
 #include "TraceGenerator.h"
@@ -316,6 +317,25 @@ void BM_DecodeFromMemfd(benchmark::State& state) {
   decodeFromMemfd(state, trace().bytes, trace().records);
 }
 BENCHMARK(BM_DecodeFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The validating reader on the same clean trace: compare with BM_DecodeFromMemfd of the run.
+void BM_RecoverFromMemfd(benchmark::State& state) {
+  const Trace& t = trace();
+  MemFile file(t.bytes);
+  const uint64_t allocs0 = heap.allocations;
+  LoopClock clock;
+  for (auto _ : state) {
+    TraceFileReader reader(file.rewind());
+    std::size_t n = 0;
+    while (std::unique_ptr<MessageBase> msg{reader.next()}) {
+      benchmark::DoNotOptimize(msg.get());
+      ++n;
+    }
+    if (n != t.records) state.SkipWithError("wrong number of records");
+  }
+  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+}
+BENCHMARK(BM_RecoverFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The CAN records of the trace alone.
 void BM_DecodeCanFromMemfd(benchmark::State& state) {

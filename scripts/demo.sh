@@ -25,3 +25,10 @@ echo "== vxtrace dump $sample --channel 'LOGGER INTERN'   (the logger's own reco
 echo
 echo "== vxtrace dump $sample --id MSGID_CAN_EXT --count 8 --raw"
 "$tool" dump "$sample" --id MSGID_CAN_EXT --count 8 --raw
+echo
+bundled=$build/sample-containers.vxt
+echo "== vxtrace gen --records 5000 --seed 1 --containers $bundled   (bus records in LZ4 containers)"
+"$tool" gen --records 5000 --seed 1 --containers "$bundled"
+ls -l "$sample" "$bundled" | awk '{print "  " $5 " bytes  " $NF}'
+echo "== vxtrace dump $bundled --count 14   (a container's line, then the records inside it)"
+"$tool" dump "$bundled" --count 14

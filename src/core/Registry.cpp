@@ -3,8 +3,14 @@
 #include "vxtrace/vxtrace.h"
 
 void MessageBase::registerMessages() {
+  registerMessage(MSGID_MARKER, MarkerMessage::readFromByteArray);
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
+  registerMessage(MSGID_CONTAINER, ContainerMessage::readFromByteArray);
+  registerMessage(MSGID_CCP_CRO, CCP_CRO_Message::readFromByteArray);
+  registerMessage(MSGID_CCP_DTO, CCP_DTO_Message::readFromByteArray);
+  registerMessage(MSGID_XCP, XCP_Message::readFromByteArray);
+  // KWP2000 and UDS (26 to 29) stay unregistered on purpose: applications register them.
   registerMessage(MSGID_PHY_STATUS, PhyStatusMessage::readFromByteArray);
   registerMessage(MSGID_PHY_STATUS_EXT, PhyStatusExtMessage::readFromByteArray);
   registerMessage(MSGID_SYSTEMMESSAGE, SystemMessage::readFromByteArray);
@@ -22,6 +28,7 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_TRIGGERCLEAR, SimpleMessage<MSGID_TRIGGERCLEAR>::readFromByteArray);
   registerMessage(MSGID_TIMEZONE, StringMessageBase<MSGID_TIMEZONE>::readFromByteArray);
   registerMessage(MSGID_LOST, LostMessage::readFromByteArray);
+  registerMessage(MSGID_METAINFO, TraceFileMetaInfoMessage::readFromByteArray);
   registerMessage(MSGID_LOST_EXT, LostExtMessage::readFromByteArray);
   registerMessage(MSGID_WRAPPER, WrapperMessage::readFromByteArray);
   registerMessage(MSGID_PADDING, PaddingBytesMessage::readFromByteArray);

@@ -29,4 +29,11 @@ inline void storeBE64(uint8_t* p, uint64_t v) {
   storeBE32(p + 4, static_cast<uint32_t>(v));
 }
 
+// Little-endian, for the few transport fields that are (XCP on Ethernet).
+inline uint16_t loadLE16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
+inline void storeLE16(uint8_t* p, uint16_t v) {
+  p[0] = static_cast<uint8_t>(v);
+  p[1] = static_cast<uint8_t>(v >> 8);
+}
+
 }  // namespace vxtrace::detail

@@ -24,6 +24,8 @@ struct IdRow {
   // decode. 0: every prefix decodes, its missing bytes read as 0.
   unsigned rejectBelow = 0;
   int shortCause = 0;
+  // Bit n set: the prefix of n bytes decodes although it is shorter than rejectBelow.
+  uint32_t decodesBelow = 0;
   // Where prefixes do not follow that rule: the cause, kNull or 0 (decodes) for n bytes.
   int (*prefix)(unsigned n) = nullptr;
 };
@@ -35,7 +37,9 @@ constexpr int kNull = -2;  // the creator yields no record
 // clang-format off
 const std::vector<IdRow>& idTable() {
   static const std::vector<IdRow> rows = {
-    {0, "MSGID_MARKER", kNone, {}},
+    {0, "MSGID_MARKER", "MarkerMessage",
+     {0, "00 07 00 05 AF 31 07 A5 E2 40", TS "  MARKER      | #7  " TS, 22}, 24, invalidLength,
+     (1u << 14) | (1u << 16)},
     {1, "MSGID_CAN", "CANTraceMessage",
      {1, "02 00 00 02 01 23 AA BB", TS "  CAN #3      | Rx   123  2 aa bb", 20}},
     {2, "MSGID_MOST", kNone, {}},
@@ -50,7 +54,11 @@ const std::vector<IdRow>& idTable() {
     {11, "MSGID_CAN_EXT", "CANExtTraceMessage",
      {11, "01 00 40 03 C0 00 01 23 01 02 03",
       TS "  CAN #2      | FD_EXT Rx    [ BRS ]00000123   3 01 02 03", 23}},
-    {12, "MSGID_CONTAINER", kNone, {}},
+    {12, "MSGID_CONTAINER", "ContainerMessage",
+     {12, "80 20 01 00 00 05 AF 31 07 A5 E2 40 00 10 01 02"
+          "55 AA 00 0C 80 20 00 00 00 05 AF 31 07 A5 E2 40",
+      TS "  CONTAINER   | pId = MSGID_START, numOfMsg = 1, compression = 0, blockSize = 16, "
+         "lastMsgTime = 1600000000123456, channels = 2", 44}},
     {13, "MSGID_TTY", kNone, {}},
     {14, "MSGID_MII", kNone, {}},
     {16, "MSGID_MOST150", kNone, {}},
@@ -60,9 +68,20 @@ const std::vector<IdRow>& idTable() {
     {20, "MSGID_MOST25", kNone, {}},
     {21, "MSGID_FLEXRAY_EXT", kNone, {}},
     {22, "MSGID_GPS", kNone, {}},
-    {23, "MSGID_CCP_CRO", kNone, {}},
-    {24, "MSGID_CCP_DTO", kNone, {}},
-    {25, "MSGID_XCP", kNone, {}},
+    {23, "MSGID_CCP_CRO", "CCP_CRO_Message",
+     {23, "20 02 00 00 00 06 FF 01 05 00 00",
+      TS "  CCP_CRO     | ECU[1]; CRO_CMD[CONNECT]; 2 01 05; CAN[Id=0x6ff, Type=STANDARD, Ch=3]",
+      23}},
+    {24, "MSGID_CCP_DTO", "CCP_DTO_Message",
+     {24, "20 02 00 00 00 06 FE FF 00 00 00",
+      TS "  CCP_DTO     | ECU[1], PID_TYPE[CRM(CMD_OK)]; 2 ff 00; CAN[Id=0x6fe, Type=STANDARD, "
+         "Ch=3]", 23}},
+    // Every cut of an XCP frame misses a part that its decoder checks.
+    {25, "MSGID_XCP", "XCP_Message",
+     {25, "02 02 00 00 05 F5 00 00 00 00 00 00 01 04 00 00 00 07 E0 00 01",
+      TS "  XCP CAN Tx  | ECU[1], [CTO_CMD(UPLOAD)]; Header[]; Packet[Id(CTO_PACKET_CODE, "
+         "PID=0xf5, Fill=0x00, DAQ=0), Ts(NO:), Data(1: 04)]; Tail[]; CAN[Id=0x7e0, "
+         "Type=STANDARD, Ch=2]", 33}, 35, invalidLength},
     {26, "MSGID_KWP2000_REQUEST", kNone, {}},
     {27, "MSGID_KWP2000_RESPONSE", kNone, {}},
     {28, "MSGID_UDS_REQUEST", kNone, {}},
@@ -104,7 +123,8 @@ const std::vector<IdRow>& idTable() {
          "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 5", 36, vxtest::kDecodes, nullptr,
       false}},
     {147, "MSGID_TESTTOOLS", kNone, {}},
-    {148, "MSGID_METAINFO", kNone, {}},
+    {148, "MSGID_METAINFO", "TraceFileMetaInfoMessage",
+     {148, "01 05 55 54 43 2B 31", TS "  META INFO   | [TIME ZONE] UTC+1", 19}},
     {149, "MSGID_LOST_EXT", "LostExtMessage",
      {149, "01 02 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 07",
       TS "  LOST MSGS   | [CAN] [3] Start time: " TS " Stop time: 1970-01-01 00:00:00.000000 "
@@ -124,13 +144,13 @@ const std::vector<IdRow>& idTable() {
     {32773, "MSGID_GETTIME", "SimpleMessage<(msgid_t)32773>", {32773, "", TS "  GET TIME", 12}},
     {32774, "MSGID_TIME", "TimeMessage",
      {32774, "00 05 AF 31 07 A5 E2 40", TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS " / ", 20},
-     0, 0, [](unsigned n) { return n < 10 ? int(invalidLength) : n < 18 ? kNull : 0; }},
+     0, 0, 0, [](unsigned n) { return n < 10 ? int(invalidLength) : n < 18 ? kNull : 0; }},
     {32776, "MSGID_PING", "PingMessage",
      {32776, "00 04 03 77 73 31", TS "  PING        | value = 4 [PING_NOTIFY], name = ws1", 18,
       vxtest::kDecodes, nullptr, false}},
     {32783, "MSGID_PUSHBUTTON", "PushButtonMessage",
      {32783, "00 05 AF 31 07 A5 E2 40", TS "  PUSHBUTTON  | " TS, 20},
-     0, 0, [](unsigned n) { return n == 14 || n >= 22 ? 0 : kNull; }},
+     0, 0, 0, [](unsigned n) { return n == 14 || n >= 22 ? 0 : kNull; }},
     {32784, "MSGID_CASCADE", kNone, {}},
     {32786, "MSGID_CAN_PROXY", kNone, {}},
     {32787, "MSGID_BYTESTREAM", "StringMessageBase<(msgid_t)32787>",
@@ -227,7 +247,8 @@ TEST(AllRecords, EveryPrefixIsRejectedAsDocumentedOrDecodedWithinBounds) {
         SCOPED_TRACE(testing::Message() << row.name << " length " << n << " handling " << handling);
         std::unique_ptr<MessageBase> msg;
         ASSERT_NO_THROW(msg = vxtest::decodeExact(frame, n));
-        int expected = n < row.rejectBelow ? row.shortCause : 0;
+        int expected =
+            n < row.rejectBelow && (n >= 32 || !(row.decodesBelow >> n & 1u)) ? row.shortCause : 0;
         if (row.prefix != nullptr) expected = row.prefix(static_cast<unsigned>(n));
         if (n < 4) expected = invalidLength;
         if (handling != 1 || expected == kNull) {

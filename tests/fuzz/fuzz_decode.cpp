@@ -19,6 +19,9 @@
 #include "FuzzSupport.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/CCP_CRO_Message.h"
+#include "vxtrace/CCP_DTO_Message.h"
+#include "vxtrace/XCP_Message.h"
 #include "vxtrace/vxtrace.h"
 
 namespace {
@@ -64,6 +67,29 @@ void exerciseClass(const MessageBase& msg, const uint8_t* data, unsigned int len
     same = ext->equal(*ext, static_cast<const CANTraceMessageBase*>(mask.get()));
     (void)same;
   }
+  if (auto* xcp = dynamic_cast<const XCP_Message*>(&msg)) {
+    XCP_Message copy(*xcp);
+    volatile int sink = copy.getMinResDataSize(copy.getCmdCode()) + copy.getErrorPacketCode() +
+                        copy.getEventPacketCode() + copy.getServiceRequestPacketCode() +
+                        copy.getSlaveToMasterPid();
+    (void)sink;
+    copy.packet.moveTimestampData();
+    copy.cascadeChannel(0x1FF, 0x1FF);
+    std::vector<unsigned char> out;
+    copy.createByteArray(out, true, false);
+  }
+  if (auto* dto = dynamic_cast<const CCP_DTO_Message*>(&msg)) {
+    CCP_DTO_Message copy(*dto);
+    volatile std::size_t sink = copy.getParamDataBytes().size() + copy.getCTR();
+    (void)sink;
+    copy.set(dto);
+  }
+  if (auto* cro = dynamic_cast<const CCP_CRO_Message*>(&msg)) {
+    CCP_CRO_Message copy(*cro);
+    copy.cascadeChannel(0xFFFF, 0xFFFF);
+    std::vector<unsigned char> out;
+    copy.createByteArray(out, false, false);
+  }
 }
 
 }  // namespace
@@ -79,6 +105,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // Creators the library exports but does not register.
   entries.push_back({MSGID_INVALID, InvalidMessage::readFromByteArray});
   entries.push_back({MSGID_CUSTOMER, SimpleMessage<MSGID_CUSTOMER>::readFromByteArray});
+  entries.push_back({MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray});
+  entries.push_back({MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray});
+  entries.push_back({MSGID_UDS_REQUEST, UDSRequest::readFromByteArray});
+  entries.push_back({MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray});
   return 0;
 }
 

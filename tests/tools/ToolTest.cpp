@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -68,11 +71,13 @@ struct Trace {
   std::vector<std::pair<std::size_t, std::size_t>> spans;  // each record's framed bytes
 };
 
-Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Framing::V1) {
+Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Framing::V1,
+                vxtrace::gen::Containers containers = vxtrace::gen::Containers::None) {
   TraceOptions options;
   options.records = records;
   options.seed = seed;
   options.framing = framing;
+  options.containers = containers;
   TraceGenerator gen(options);
   Trace t;
   std::unique_ptr<MessageBase> rec;
@@ -136,6 +141,39 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
   }
 }
 
+TEST_F(ToolTest, GenDiagWritesTheSessionAndDumpPrintsKwpAndUdsOnlyWhenRegistered) {
+  const unsigned long long start = TraceOptions().startTime;
+  const Bytes bytes = vxtrace::gen::generateDiagnosticTrace(start, Framing::V1);
+  Result r = run({"gen", "--diag", path("d.vxt")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(vxtest::readFile(path("d.vxt")), std::string(bytes.begin(), bytes.end()));
+
+  // Expected lines from the library: the session's records and the closing end-of-file record.
+  std::string all, unregistered;
+  std::set<uint16_t> kinds;
+  for (const auto& m : vxtrace::gen::diagnosticSession(start)) {
+    kinds.insert(m->msgId);
+    const bool diag = m->msgId >= MSGID_KWP2000_REQUEST && m->msgId <= MSGID_UDS_RESPONSE;
+    all += m->toString() + "\n";
+    if (!diag) unregistered += m->toString() + "\n";
+  }
+  EXPECT_EQ(kinds.size(), 7u);  // CCP twice, XCP, KWP2000 and UDS requests and responses
+  std::unique_ptr<MessageBase> eof(
+      MessageBase::readFromByteArray(bytes.data() + bytes.size() - 18, 18));
+  ASSERT_NE(eof, nullptr);
+  const std::string eofLine = eof->toString() + "\n";
+
+  r = run({"dump", "--register-diag", path("d.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, all + eofLine);
+
+  r = run({"dump", path("d.vxt")});
+  EXPECT_NE(r.status, 0);
+  EXPECT_EQ(r.out, unregistered + eofLine);
+  EXPECT_TRUE(Has(r.err, "7 undecodable frames"));
+}
+
 TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
   Trace t = makeTrace(4000, 11);
   const std::string trace = file("t.vxt", t.bytes);
@@ -160,6 +198,7 @@ TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
   for (const auto& [name, n] : perChannel)
     EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
+  EXPECT_TRUE(Has(r.out, "\"contained_records\": 0,"));
 
   r = run({"stats", trace});
   EXPECT_EQ(r.status, 0);
@@ -199,9 +238,13 @@ TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
   Result r = run({"dump", bad});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, texts(t, [&](const MessageBase& m) { return &m != t.records.back().get(); }));
-  EXPECT_EQ(countOf(r.err, "[ERROR] invalid data ("), 2u) << r.err;  // the reader's reports
+  const std::size_t run1 = t.spans[10].second, run2 = t.spans[40].second + 5 + 4;
+  EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (5 bytes) skipped at offset " +
+                             std::to_string(run1) + "\n"));
+  EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (3 bytes) skipped at offset " +
+                             std::to_string(run2) + "\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": undecodable frame at offset " +
-                             std::to_string(unknownAt) + ":\n"));
+                             std::to_string(unknownAt) + " (16 bytes)\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": truncated frame at end of input (" +
                              std::to_string(truncated) + " bytes at offset " +
                              std::to_string(lastFrame) + ")\n"));
@@ -276,8 +319,18 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"dump", trace, "--id", "MSGID_NOSUCH"}, ""},
       {{"dump", trace, "--bogus"}, ""},
       {{"convert", trace, "--to", "csv", "-o", path("o")}, ""},
-      {{"frobnicate"}, ""},
+      {{"gen", path("g.vxt"), "--records", "-1"}, ""},
+      {{"gen", path("g.vxt"), "--records", "18446744073709551616"}, ""},
+      {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
+      {{"gen", path("g.vxt"), "--seed", "12x"}, ""},
+      {{"dump", trace, "--count", "-5"}, ""},
+      {{"dump", trace, "--from", "2024-01-02 00:00:00", "--to", "2024-01-01 00:00:00"}, ""},
+      {{"convert", trace, "--to", "candump", "-o", trace},
+       "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
+      {{"recover", trace, "-o", path("link.vxt")}, ""},
+      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, gen, convert, recover, help)\n"},
       {{}, ""}};
+  ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {
     SCOPED_TRACE(testing::PrintToString(args));
     Result r = run(args);
@@ -287,6 +340,38 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
     EXPECT_EQ(countOf(r.err, "\n"), 1u) << r.err;
     EXPECT_TRUE(text.empty() || r.err == text) << r.err;
   }
+  // Nothing was written over the input or next to it.
+  EXPECT_EQ(vxtest::readFile(trace), vxtest::readFile(path("link.vxt")));
+  EXPECT_EQ(vxtest::readFile(trace).size(), makeTrace(20).bytes.size());
+  EXPECT_EQ(std::filesystem::exists(path("g.vxt")), false);
+}
+
+TEST_F(ToolTest, RecoverWritesEveryGoodRecordAndAFailedRunKeepsTheOldOutput) {
+  Trace t = makeTrace(400, 4);
+  Bytes bytes;
+  for (std::size_t i = 0; i < t.records.size(); ++i) {
+    bytes.insert(bytes.end(), t.bytes.begin() + t.spans[i].first,
+                 t.bytes.begin() + t.spans[i].second);
+    // A false marker with a plausible size after every 20th record.
+    if (i % 20 == 7) bytes.insert(bytes.end(), {0x55, 0xAA, 0x00, 0x40, 0x00, 0x01, 0x00});
+  }
+  const std::string bad = file("bad.vxt", bytes), out = path("clean.vxt");
+  Result r = run({"recover", bad, "-o", out});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(vxtest::readFile(out), std::string(t.bytes.begin(), t.bytes.end()));
+  EXPECT_TRUE(Has(r.err, "0 undecodable frames, 140 bytes of invalid data in 20 runs\n"));
+  r = run({"recover", out, "-o", path("again.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+
+  // An input that cannot be read: the existing output stays as it was, no temporary is left.
+  const std::string existing = file("existing.log", Bytes{'k', 'e', 'e', 'p'});
+  r = run({"convert", dir_.dir.string(), "--to", "candump", "-o", existing});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(vxtest::readFile(existing), "keep");
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(dir_.dir)) files += entry.is_regular_file();
+  EXPECT_EQ(files, 6u);  // bad, clean, again, existing, out, err
 }
 
 TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePrefix) {
@@ -340,4 +425,67 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
   }
   EXPECT_EQ(r.out, expected);
   EXPECT_TRUE(Has(r.out, "= 2024-03-14 09:26:53.000000"));
+}
+
+TEST_F(ToolTest, ContainerTracesCarryTheSameTrafficAndAreExpandedByDumpStatsAndConvert) {
+  using vxtrace::gen::Containers;
+  const Trace flat = makeTrace(1500, 4);
+  const std::string flatFile = file("flat.vxt", flat.bytes);
+  Result plainDump = run({"dump", flatFile});
+  Result plainCandump = run({"convert", flatFile, "--to", "candump", "-o", "-"});
+  ASSERT_EQ(plainCandump.status, 0) << plainCandump.err;
+  for (const char* mode : {"plain", "lz4"}) {
+    SCOPED_TRACE(mode);
+    const bool lz4 = std::string(mode) == "lz4";
+    const Trace t = makeTrace(1500, 4, Framing::V1, lz4 ? Containers::Lz4 : Containers::Plain);
+    Result r = run({"gen", "--records", "1500", "--seed", "4",
+                    lz4 ? "--containers" : "--containers=plain", path("c.vxt")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    ASSERT_EQ(vxtest::readFile(path("c.vxt")), std::string(t.bytes.begin(), t.bytes.end()));
+    std::size_t containers = 0, biggest = 0;
+    for (const auto& rec : t.records) {
+      auto* c = dynamic_cast<const ContainerMessage*>(rec.get());
+      if (c == nullptr) continue;
+      ++containers;
+      biggest = std::max<std::size_t>(biggest, c->numOfMsg);
+      EXPECT_EQ(c->compression, lz4);
+    }
+    EXPECT_GT(containers, 10u);
+    EXPECT_EQ(biggest, 64u);
+    EXPECT_LT(t.bytes.size(), flat.bytes.size() * (lz4 ? 90 : 102) / 100);
+
+    // Expanded, and with the container lines taken out, the dump is the flat trace's.
+    r = run({"dump", path("c.vxt")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    std::string inner, outer;
+    std::size_t lines = 0;
+    for (std::size_t at = 0, nl; (nl = r.out.find('\n', at)) != std::string::npos; at = nl + 1) {
+      const std::string line = r.out.substr(at, nl + 1 - at);
+      ++lines;
+      (line.find("  CONTAINER   | ") != std::string::npos ? outer : inner) += line;
+    }
+    // All but the end-of-file record, whose checksum covers the container frames.
+    const std::size_t eofLine = plainDump.out.rfind('\n', plainDump.out.size() - 2);
+    EXPECT_TRUE(inner.compare(0, eofLine, plainDump.out, 0, eofLine) == 0);
+    EXPECT_EQ(lines, 1500 + containers);
+    r = run({"dump", path("c.vxt"), "--no-expand"});
+    EXPECT_EQ(r.out, texts(t));
+    EXPECT_EQ(countOf(r.out, "  CONTAINER   | "), containers);
+
+    r = run({"stats", path("c.vxt"), "--json"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(Has(r.out, "\"records\": " + std::to_string(t.records.size()) + ","));
+    EXPECT_TRUE(Has(r.out, "\"contained_records\": " +
+                               std::to_string(1500 + containers - t.records.size()) + ","));
+    EXPECT_TRUE(Has(r.out, "\"MSGID_CONTAINER\": " + std::to_string(containers)));
+    std::map<std::string, uint64_t> perId;
+    for (const auto& rec : flat.records) ++perId[getMsgIdName(rec->msgId)];
+    for (const auto& [name, n] : perId)
+      EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
+
+    r = run({"convert", path("c.vxt"), "--to", "candump", "-o", "-"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, plainCandump.out);
+  }
 }

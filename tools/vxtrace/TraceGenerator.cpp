@@ -8,10 +8,12 @@
 #include "vxtrace/BusLoadMessage.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/ContainerMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
 #include "vxtrace/LostExtMessage.h"
 #include "vxtrace/LostMessage.h"
+#include "vxtrace/MarkerMessage.h"
 #include "vxtrace/MobileServiceMessage.h"
 #include "vxtrace/NotificationMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
@@ -27,6 +29,7 @@
 #include "vxtrace/SystemUsageMessage.h"
 #include "vxtrace/TemperatureMessage.h"
 #include "vxtrace/TimeMessage.h"
+#include "vxtrace/TraceFileMetaInfoMessage.h"
 #include "vxtrace/WrapperMessage.h"
 
 namespace vxtrace::gen {
@@ -107,10 +110,11 @@ struct TraceGenerator::Source {
     GetTime,
     Wrapper,
     Padding,
+    XcpSession,  // replays the XCP records of diagnosticSession, one at a time
+    CcpSession,  // the same for its CCP records
+    Marker,
     // The logger's reports about itself.
-    TimeList,
-    BusLoad,     // older per-source form, classic channels
-    BusLoadExt,  // form with units, CAN FD and diagnostics channels
+    TimeList,  // with the bus loads of all channels and a decoded signal
     SystemReport,
     LostSend,
     LostReceive,
@@ -121,8 +125,7 @@ struct TraceGenerator::Source {
     Shutdown,
     PushButton,
     Notification,
-    MobileService,
-    Signal
+    MobileService
   };
   Kind kind;
   uint8_t channel = 0;
@@ -142,7 +145,7 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
       rng_{options.seed * 0xD1B54A32D192ED03ULL + 0x2545F4914F6CDD1DULL},
       now_(options.startTime) {
   footerCount_ = std::min<uint64_t>(3, options_.records);
-  headerCount_ = std::min<uint64_t>(8, options_.records - footerCount_);
+  headerCount_ = std::min<uint64_t>(9, options_.records - footerCount_);
 
   using S = Source;
   auto periodic = [this](S::Kind kind, uint8_t ch, uint32_t id, cantype_t type, uint8_t len,
@@ -202,22 +205,35 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::Padding, 0, 10000, 500);
   sporadic(S::GetTime, 0, 30000, 600);
   sporadic(S::TimeJump, 0, 120000, 800);
-  // Status: time every second, bus load per channel every second, the rest now and then.
+  // Calibration traffic on can3: an XCP and a CCP session replayed record by record.
+  for (auto& m : diagnosticSession(options_.startTime)) {
+    if (m->msgId == MSGID_XCP)
+      xcpRecords_.push_back(std::move(m));
+    else if (m->msgId == MSGID_CCP_CRO || m->msgId == MSGID_CCP_DTO)
+      ccpRecords_.push_back(std::move(m));
+  }
+  sporadic(S::XcpSession, 3, 100, 450);
+  sporadic(S::CcpSession, 3, 150, 550);
+  // Markers set by hand: the first one at a fixed offset, so the sources above keep their draws.
+  S marker{S::Marker};
+  marker.period = 45000 * kMs;
+  marker.first = 900 * kMs;
+  marker.sporadic = true;
+  sources_.push_back(marker);
+  // Status: time, bus loads and a signal every second, the rest now and then; the rarer ones
+  // appear from the third second on, so a default trace (about 14 s) holds every kind.
   periodic(S::TimeList, 0, 0, CAN_TYPE_STANDARD, 0, 1000);
-  for (uint8_t ch = 0; ch < 4; ++ch)
-    periodic(ch < 2 ? S::BusLoad : S::BusLoadExt, ch, 0, CAN_TYPE_STANDARD, 0, 1000);
-  periodic(S::Signal, 0, 0x0C9, CAN_TYPE_STANDARD, 0, 1000);
   sporadic(S::SystemReport, 0, 2000, 100);
-  sporadic(S::LostReceive, 2, 20000, 700);
-  sporadic(S::LostSend, 0, 60000, 900);
-  sporadic(S::Temperature, 0, 10000, 750);
-  sporadic(S::Ping, 0, 5000, 450);
-  sporadic(S::PhyStatus, 0, 10000, 550);
-  sporadic(S::PhyStatusExt, 1, 10000, 650);
-  sporadic(S::Shutdown, 0, 60000, 850);
-  sporadic(S::PushButton, 0, 90000, 880);
-  sporadic(S::Notification, 0, 30000, 920);
-  sporadic(S::MobileService, 0, 120000, 940);
+  sporadic(S::LostReceive, 2, 20000, 6000);
+  sporadic(S::LostSend, 0, 60000, 9000);
+  sporadic(S::Temperature, 0, 10000, 4000);
+  sporadic(S::Ping, 0, 5000, 5000);
+  sporadic(S::PhyStatus, 0, 10000, 3000);
+  sporadic(S::PhyStatusExt, 1, 10000, 3200);
+  sporadic(S::Shutdown, 0, 60000, 11500);
+  sporadic(S::PushButton, 0, 90000, 10500);
+  sporadic(S::Notification, 0, 30000, 8000);
+  sporadic(S::MobileService, 0, 120000, 12500);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -225,24 +241,53 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
 
 TraceGenerator::~TraceGenerator() = default;
 
-bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record) {
-  if (produced_ >= options_.records) return false;
+std::unique_ptr<MessageBase> TraceGenerator::produce() {
+  if (produced_ >= options_.records) return nullptr;
   std::unique_ptr<MessageBase> msg;
   const uint64_t bodyEnd = options_.records - footerCount_;
   if (produced_ < headerCount_) {
     now_ = options_.startTime + produced_ * kMs;
     msg = makeHeader(produced_, now_);
   } else if (produced_ < bodyEnd) {
-    msg = makeBody();
+    if (pending_.empty()) {
+      msg = makeBody();
+    } else {
+      msg = std::move(pending_.front());
+      pending_.pop_front();
+    }
   } else {
     now_ += kMs;
     msg = makeFooter(produced_ - bodyEnd + (3 - footerCount_), now_);
+  }
+  ++produced_;
+  return msg;
+}
+
+bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record) {
+  std::unique_ptr<MessageBase> msg = held_ ? std::move(held_) : produce();
+  if (!msg) return false;
+  auto isBus = [](const MessageBase& m) {
+    return m.msgId == MSGID_CAN || m.msgId == MSGID_CAN_EXT;
+  };
+  if (options_.containers != Containers::None && isBus(*msg)) {
+    std::vector<std::unique_ptr<MessageBase>> batch;
+    batch.push_back(std::move(msg));
+    while (batch.size() < kContainerRecords) {
+      std::unique_ptr<MessageBase> more = produce();
+      if (!more) break;
+      if (!isBus(*more)) {
+        held_ = std::move(more);
+        break;
+      }
+      batch.push_back(std::move(more));
+    }
+    msg = std::make_unique<ContainerMessage>(options_.containers == Containers::Lz4,
+                                             std::move(batch));
   }
   if (auto* eof = dynamic_cast<EofMessage*>(msg.get())) eof->crc = crc_;
   const std::size_t before = out.size();
   appendFramed(out, *msg, options_.framing);
   crc_ = crc32(crc_, out.data() + before, out.size() - before);
-  ++produced_;
   if (record) *record = std::move(msg);
   return true;
 }
@@ -263,7 +308,15 @@ std::unique_ptr<MessageBase> TraceGenerator::makeHeader(uint64_t index, unsigned
     case 5:
       return std::make_unique<StringMessageBase<MSGID_CONFIGURATIONDATA>>(
           ts, "project=drive-test-07;can0=500k;can1=125k;can2=500k/2M fd;can3=500k");
-    case 6:
+    case 6: {
+      auto meta =
+          std::make_unique<TraceFileMetaInfoMessage>(ts, TraceFileMetaInfoMessage::META_CHANNEL);
+      meta->busId = BUSID_CAN;
+      meta->channel = 2;
+      meta->text = "chassis FD";
+      return meta;
+    }
+    case 7:
       return std::make_unique<SimpleMessage<MSGID_DATALOGGINGSTARTED>>(ts);
     default:
       return std::make_unique<SimpleMessage<MSGID_START>>(ts);
@@ -324,6 +377,15 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     }
     case Source::Padding:
       return std::make_unique<PaddingBytesMessage>(ts, std::vector<uint8_t>(rng_.below(65), 0));
+    case Source::XcpSession:
+    case Source::CcpSession: {
+      const auto& records = s.kind == Source::XcpSession ? xcpRecords_ : ccpRecords_;
+      std::unique_ptr<MessageBase> m(records[(s.counter - 1) % records.size()]->clone());
+      m->timeStamp = ts;
+      return m;
+    }
+    case Source::Marker:
+      return std::make_unique<MarkerMessage>(ts, static_cast<uint16_t>(s.counter), ts);
     default:
       return makeStatus(s, ts);
   }
@@ -334,24 +396,27 @@ std::unique_ptr<MessageBase> TraceGenerator::makeStatus(Source& s, unsigned long
   // Typical loads of the four channels in percent.
   static const uint8_t kLoad[] = {38, 12, 46, 3};
   switch (s.kind) {
-    case Source::TimeList:
-      return std::make_unique<TimeMessage>(ts, std::vector<uint64_t>{ts});
-    case Source::BusLoad:
-      return std::make_unique<BusLoadMessage>(
-          ts, s.channel == 0 ? BusLoadMessage::SRC_HSCAN : BusLoadMessage::SRC_LSCAN, s.channel,
-          static_cast<uint8_t>(kLoad[s.channel] + rng_.below(5)));
-    case Source::BusLoadExt: {
-      auto m = std::make_unique<BusLoadExtMessage>(ts, BusLoadExtMessage::BL_STD, BUSID_CAN,
-                                                   s.channel, 1);
-      m->values[0] = kLoad[s.channel] + rng_.below(5);
-      return m;
-    }
-    case Source::Signal: {
+    case Source::TimeList: {
+      // Once a second the logger writes its time, then the load of every channel and the
+      // speed it decodes, all in one go.
+      for (uint8_t ch = 0; ch < 4; ++ch) {
+        const uint8_t load = static_cast<uint8_t>(kLoad[ch] + rng_.below(5));
+        if (ch < 2) {
+          pending_.push_back(std::make_unique<BusLoadMessage>(
+              ts, ch == 0 ? BusLoadMessage::SRC_HSCAN : BusLoadMessage::SRC_LSCAN, ch, load));
+        } else {
+          auto m =
+              std::make_unique<BusLoadExtMessage>(ts, BusLoadExtMessage::BL_STD, BUSID_CAN, ch, 1);
+          m->values[0] = load;
+          pending_.push_back(std::move(m));
+        }
+      }
       const uint32_t raw = 8000 + rng_.below(400);  // 0.01 km/h per bit
       char text[16];
       std::snprintf(text, sizeof text, "%u.%02u", raw / 100, raw % 100);
-      return std::make_unique<SignalMessage>(ts, "VehicleSpeed", "speed", "km/h", text, 1, 0, raw,
-                                             raw / 100.0, "from 0x0C9");
+      pending_.push_back(std::make_unique<SignalMessage>(ts, "VehicleSpeed", "speed", "km/h", text,
+                                                         1, 0, raw, raw / 100.0, "from 0x0C9"));
+      return std::make_unique<TimeMessage>(ts, std::vector<uint64_t>{ts});
     }
     case Source::SystemReport:
       switch (s.counter % 4) {

@@ -1,12 +1,14 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
-// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), the
-// session's status and text records, the logger's reports about itself (time every second, bus
-// load per channel, a decoded signal, system reports, lost data, PHY state and rarer events), file
-// time, padding, wrapped data and the end-of-file record.
-// The same options give the same bytes on every host and every run.
+// (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
+// CCP calibration traffic), the session's status and text records, the logger's reports about
+// itself (time every second, bus load per channel, a decoded signal, system reports, lost data,
+// PHY state and rarer events), markers, meta information, file time, padding, wrapped data and
+// the end-of-file record; optionally with the bus records bundled in containers. The same
+// options give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <queue>
 #include <string>
@@ -21,6 +23,11 @@ enum class Framing {
   V2   // 'Z', record type, 16-bit big-endian length L, then L bytes (the frame)
 };
 
+// How bus records (CAN and CAN FD) are written: one frame each, or bundled as a logger does in
+// containers of up to kContainerRecords consecutive bus records, stored plain or compressed.
+enum class Containers { None, Plain, Lz4 };
+constexpr std::size_t kContainerRecords = 64;
+
 // Record type byte of a V2 record that carries one trace frame.
 constexpr uint8_t kV2TraceFrame = 0x00;
 
@@ -28,6 +35,7 @@ struct TraceOptions {
   uint64_t records = 10000;  // records in the trace, end-of-file record included
   uint64_t seed = 1;
   Framing framing = Framing::V1;
+  Containers containers = Containers::None;
   // Time stamp of the first record, microseconds since the epoch (2024-03-14 09:26:53 UTC).
   unsigned long long startTime = 1710408413000000ULL;
 };
@@ -48,7 +56,8 @@ class TraceGenerator {
 
   // Appends the next record in the options' framing to out and returns true; false once all
   // records were produced. When record is given it receives the record (owned by the caller).
-  // The end-of-file record carries the CRC-32 of every byte produced before it.
+  // The end-of-file record carries the CRC-32 of every byte produced before it. With containers
+  // the appended record may be a container; records counts the records inside it.
   bool next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase>* record = nullptr);
 
   uint64_t produced() const { return produced_; }
@@ -70,6 +79,8 @@ class TraceGenerator {
     }
   };
 
+  // The next record of the trace, or null once all were produced.
+  std::unique_ptr<MessageBase> produce();
   std::unique_ptr<MessageBase> makeHeader(uint64_t index, unsigned long long ts);
   std::unique_ptr<MessageBase> makeFooter(uint64_t index, unsigned long long ts);
   std::unique_ptr<MessageBase> makeBody();
@@ -88,9 +99,21 @@ class TraceGenerator {
   uint64_t footerCount_ = 0;
   unsigned long long now_ = 0;
   uint32_t crc_ = 0;
+  std::vector<std::unique_ptr<MessageBase>> xcpRecords_, ccpRecords_;
+  std::unique_ptr<MessageBase> held_;                 // produced, ends a container, written next
+  std::deque<std::unique_ptr<MessageBase>> pending_;  // made together, written one by one
 };
 
 // The whole trace in memory (for fuzz corpora and tests).
 std::vector<uint8_t> generateTrace(const TraceOptions& options);
+
+// A scripted calibration and diagnostic session, one record a millisecond from startTime: XCP on
+// CAN (connect, status, upload, a refused command, DAQ lists with time stamps, an event), XCP on
+// Ethernet, a CCP exchange, and UDS and KWP2000 requests with their responses.
+std::vector<std::unique_ptr<MessageBase>> diagnosticSession(unsigned long long startTime);
+
+// That session in the given framing, closed by an end-of-file record carrying the CRC-32 of
+// every byte before it.
+std::vector<uint8_t> generateDiagnosticTrace(unsigned long long startTime, Framing framing);
 
 }  // namespace vxtrace::gen

@@ -8,18 +8,11 @@
 #include <streambuf>
 
 #include "Progress.h"
-#include "util/Hex.h"
-#include "vxtrace/Exceptions.h"
-#include "vxtrace/InvalidMessage.h"
-#include "vxtrace/TraceMessageBuffer.h"
+#include "vxtrace/TraceFileReader.h"
 
 namespace vxtrace::cli {
 
 namespace {
-
-// Room for the largest frame (size field 0xFFFF plus size field and marker) several times over,
-// so that a read never stalls on one incomplete frame.
-constexpr unsigned int kBufferSize = 256 * 1024;
 
 // Sits in std::cerr while the reader runs, so that the reader's reports and ours erase the
 // progress bar before they are written rather than mixing with it.
@@ -48,18 +41,6 @@ class ProgressAwareCerr : public std::streambuf {
   std::streambuf* old_;
 };
 
-std::string hexBytes(const uint8_t* begin, const uint8_t* end) {
-  std::string text;
-  vxtrace::detail::appendHex(text, begin, static_cast<std::size_t>(end - begin));
-  return text;
-}
-
-bool allZero(const uint8_t* begin, const uint8_t* end) {
-  for (const uint8_t* p = begin; p != end; ++p)
-    if (*p != 0) return false;
-  return true;
-}
-
 }  // namespace
 
 TraceReader::TraceReader(int fd, std::string name, const ReadOptions& options, Progress* progress)
@@ -72,137 +53,55 @@ bool TraceReader::run(const Sink& sink) {
     int value;
     ~RestoreHandling() { MessageBase::invalidHandling = value; }
   } restoreHandling{savedHandling};
-
   ProgressAwareCerr cerrGuard(progress_);
-  // Declared after the guard: a garbage run still open at the end is reported by the reader's
-  // destructor.
-  TraceMessageBuffer tmb(fd_, kBufferSize, nullptr);
-  tmb.name = name_;
-  tmb.expectSync = options_.expectSync;
-  tmb.keepRawData = options_.keepRawData;
-  tmb.reportErrors = options_.showReports;
 
-  // Stream offset of a byte in the buffer: everything read so far ends at pDataEnd.
-  auto offsetOf = [&](const uint8_t* p) {
-    return counts_.bytesRead - static_cast<uint64_t>(tmb.pDataEnd - p);
-  };
-  auto report = [&](const std::string& text) {
-    if (options_.showReports) std::cerr << "vxtrace: " << name_ << ": " << text << std::endl;
-  };
-  auto deliver = [&](std::unique_ptr<MessageBase> msg) {
-    if (msg->msgId == MSGID_INVALID && dynamic_cast<InvalidMessage*>(msg.get()))
-      ++counts_.undecodable;
-    ++counts_.records;
-    return sink(std::move(msg));
-  };
-
-  uint64_t lastFrameEnd = 0;  // V2: stream offset just past the last record taken
-  auto noteGap = [&](uint64_t recordStart) {
-    if (recordStart > lastFrameEnd) {
-      const uint64_t gap = recordStart - lastFrameEnd;
-      counts_.garbageBytes += gap;
-      ++counts_.garbageRuns;
-      report("invalid data (" + std::to_string(gap) + " bytes) skipped at offset " +
-             std::to_string(lastFrameEnd));
+  using Reader = TraceFileReader;
+  const Reader::framing_t framing =
+      options_.v2 ? (options_.expectSync ? Reader::FRAMING_V2 : Reader::FRAMING_V2_NOSYNC)
+                  : (options_.expectSync ? Reader::FRAMING_V1 : Reader::FRAMING_V1_NOSYNC);
+  Reader reader(fd_, framing);
+  reader.keepRawData = options_.keepRawData;
+  reader.setLossHandler([&](const Reader::loss_t& loss) {
+    // With --invalid an undecodable frame is a line of its own in place.
+    if (!options_.showReports || (loss.kind == Reader::loss_t::UNDECODABLE && options_.invalidRecords))
+      return;
+    std::cerr << "vxtrace: " << name_ << ": ";
+    switch (loss.kind) {
+      case Reader::loss_t::SKIPPED:
+        std::cerr << "invalid data (" << loss.length << " bytes) skipped at offset "
+                  << loss.offset;
+        break;
+      case Reader::loss_t::UNDECODABLE:
+        std::cerr << "undecodable frame at offset " << loss.offset << " (" << loss.length
+                  << " bytes)";
+        break;
+      case Reader::loss_t::TRUNCATED:
+        std::cerr << "truncated frame at end of input (" << loss.length << " bytes at offset "
+                  << loss.offset << ")";
+        break;
     }
-  };
+    std::cerr << std::endl;
+  });
 
-  // Takes every whole frame buffered; false when the sink asked to stop.
-  auto drain = [&]() -> bool {
-    for (;;) {
-      if (!options_.v2) {
-        std::unique_ptr<MessageBase> msg;
-        try {
-          msg.reset(tmb.getNextMessage());
-        } catch (const VXException& e) {
-          ++counts_.undecodable;
-          const uint64_t start = offsetOf(tmb.pDataStart) - tmb.lastMessage.size();
-          report("undecodable frame at offset " + std::to_string(start) + ":\n" + e.what());
-          continue;
-        }
-        if (!msg) return true;
-        if (!deliver(std::move(msg))) return false;
-        continue;
-      }
-      uint8_t* begin = nullptr;
-      uint8_t* end = nullptr;
-      if (!tmb.getNextMessageV2(begin, end)) return true;
-      uint8_t* const record = options_.expectSync ? begin - 1 : begin;
-      noteGap(offsetOf(record));
-      lastFrameEnd = offsetOf(end);
-      // The record's type byte and length precede the frame.
-      const uint8_t* frame = begin + 3;
-      std::unique_ptr<MessageBase> msg;
-      std::string cause;
-      try {
-        msg.reset(MessageBase::readFromByteArray(frame, static_cast<unsigned int>(end - frame)));
-      } catch (const std::exception& e) {
-        cause = e.what();
-      }
-      if (!msg) {
-        ++counts_.undecodable;
-        report("undecodable frame at offset " + std::to_string(offsetOf(record)) +
-               (cause.empty() ? "" : " (" + cause + ")") + ": " + hexBytes(record, end));
-        continue;
-      }
-      if (options_.keepRawData) msg->rawBytes.assign(record, end);
-      if (!deliver(std::move(msg))) return false;
+  bool stopped = false;
+  while (std::unique_ptr<MessageBase> msg{reader.next()}) {
+    if (progress_ && (reader.counts().records & 4095) == 0) progress_->update(reader.counts().bytesRead);
+    if (!sink(std::move(msg))) {
+      stopped = true;
+      break;
     }
-  };
-
-  // The V1 reader counts what its sync hunt skipped.
-  auto takeHuntCounts = [&]() {
-    if (options_.v2) return;
-    counts_.garbageBytes += tmb.getSkippedBytes();
-    counts_.garbageRuns += tmb.getSkippedRuns();
-  };
-
-  for (;;) {
-    if (!drain()) {
-      tmb.reportErrors = false;  // stopped early: what follows was never looked at
-      takeHuntCounts();
-      return true;
-    }
-    const int n = tmb.read();
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      error_ = std::string("cannot read '") + name_ + "': " + std::strerror(errno);
-      tmb.reportErrors = false;
-      takeHuntCounts();
-      return false;
-    }
-    if (n == 0) break;
-    counts_.bytesRead += static_cast<uint64_t>(n);
-    if (progress_) progress_->update(counts_.bytesRead);
   }
-  takeHuntCounts();
-
-  // What is left could not form a frame: the head of a frame cut off by the end of the input,
-  // or garbage too short for the hunt to look at.
-  const uint8_t* rest = tmb.pDataStart;
-  const uint8_t* restEnd = tmb.pDataEnd;
-  const uint64_t restLength = static_cast<uint64_t>(restEnd - rest);
-  const uint64_t restOffset = offsetOf(rest);
-  if (options_.v2) {
-    if (rest == restEnd || (options_.expectSync && *rest != 'Z')) {
-      noteGap(counts_.bytesRead);
-      return true;
-    }
-    noteGap(restOffset);
-  } else if (rest == restEnd || allZero(rest, restEnd)) {
-    return true;  // zero bytes are padding
-  } else if (options_.expectSync && tmb.resyncing) {
-    counts_.garbageBytes += restLength;  // the tail of the run being skipped
-    return true;
-  } else if (options_.expectSync && !(rest[0] == 0x55 && (restLength == 1 || rest[1] == 0xAA))) {
-    counts_.garbageBytes += restLength;
-    ++counts_.garbageRuns;
-    report("invalid data (" + std::to_string(restLength) + " bytes) at end of input");
-    return true;
+  const TraceFileReader::counts_t& c = reader.counts();
+  counts_.bytesRead = c.bytesRead;
+  counts_.records = c.records;
+  counts_.undecodable = c.undecodable;
+  counts_.garbageBytes = c.skippedBytes;
+  counts_.garbageRuns = c.skippedRuns;
+  counts_.truncatedBytes = c.truncatedBytes;
+  if (!stopped && reader.error() != 0) {
+    error_ = std::string("cannot read '") + name_ + "': " + std::strerror(reader.error());
+    return false;
   }
-  counts_.truncatedBytes += restLength;
-  report("truncated frame at end of input (" + std::to_string(restLength) + " bytes at offset " +
-         std::to_string(restOffset) + ")");
   return true;
 }
 

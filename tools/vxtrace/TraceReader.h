@@ -1,5 +1,5 @@
 #pragma once
-// Reads a trace from a descriptor through TraceMessageBuffer, in constant memory, and counts
+// Reads a trace from a descriptor through TraceFileReader, in constant memory, and counts
 // what could not be read: undecodable frames, garbage between frames, a truncated last frame.
 #include <cstdint>
 #include <functional>

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -67,43 +68,84 @@ struct Input {
   Input& operator=(const Input&) = delete;
 };
 
-// Output file; "-" is standard output.
+// Output file; "-" is standard output. A file is written under a temporary name in its own
+// directory and renamed over the target by finish(), so a failed run leaves an existing file as
+// it was. An output that is the input (by any path or link) is refused before anything is made.
 struct Output {
   std::FILE* file = nullptr;
   std::string name;
+  std::string temp;  // empty for standard output
 
-  explicit Output(const std::string& path) {
+  explicit Output(const std::string& path, const Input* input = nullptr) {
     if (path == "-") {
       file = stdout;
       name = "standard output";
-    } else {
-      file = std::fopen(path.c_str(), "wb");
-      if (file == nullptr)
-        throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
-      name = path;
-    }
-    static char buffer[1 << 20];
-    if (file != stdout)
-      std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
-    else
+      static char buffer[1 << 20];
       std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+      return;
+    }
+    struct stat out, in;
+    if (input != nullptr && ::stat(path.c_str(), &out) == 0 && ::fstat(input->fd, &in) == 0 &&
+        out.st_dev == in.st_dev && out.st_ino == in.st_ino)
+      throw Failure{"output " + inQuotes(path) + " is the input " + inQuotes(input->name) +
+                    ": refusing to overwrite it"};
+    temp = path + ".vxtrace-XXXXXX";
+    const int fd = ::mkstemp(temp.data());
+    if (fd < 0) throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);  // what a plain create would have given
+    file = ::fdopen(fd, "wb");
+    if (file == nullptr) {
+      ::close(fd);
+      ::unlink(temp.c_str());
+      throw Failure{"cannot create " + inQuotes(path) + ": " + std::strerror(errno)};
+    }
+    name = path;
+    std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
   }
-  // Flushes and closes; a failure here (disk full) is an I/O error.
+  // Flushes, closes and puts the file in place; a failure here (disk full) is an I/O error.
   void finish() {
     errno = 0;
-    const bool bad = std::fflush(file) != 0 || std::ferror(file);
-    const int err = errno;
-    if (file != stdout) std::fclose(file);
+    bool bad = std::fflush(file) != 0 || std::ferror(file);
+    int err = errno;
+    if (file != stdout) {
+      if (std::fclose(file) != 0 && !bad) {
+        bad = true;
+        err = errno;
+      }
+      file = nullptr;
+      if (!bad && ::rename(temp.c_str(), name.c_str()) != 0) {
+        bad = true;
+        err = errno;
+      }
+      if (bad) ::unlink(temp.c_str());
+    }
     file = nullptr;
     if (bad)
       throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(err ? err : EIO)};
   }
   ~Output() {
-    if (file && file != stdout) std::fclose(file);
+    if (file && file != stdout) {
+      std::fclose(file);
+      ::unlink(temp.c_str());
+    }
   }
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 };
+
+// A whole non-negative decimal number no larger than max; anything else is a usage error.
+uint64_t numberOption(const std::string& option, const std::string& text, uint64_t max) {
+  errno = 0;
+  char* end = nullptr;
+  const unsigned long long v = std::strtoull(text.c_str(), &end, 10);
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos || errno != 0 ||
+      v > max)
+    throw Failure{"invalid value for " + option + ": " + inQuotes(text) + " (a whole number from 0 to " +
+                  std::to_string(max) + ")"};
+  return v;
+}
 
 void checkWrite(Output& out) {
   if (std::ferror(out.file))
@@ -187,14 +229,34 @@ bool isInvalid(const MessageBase& msg) {
   return msg.msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(&msg) != nullptr;
 }
 
+// Calls fn for msg and, when it is a container, for every record inside it (depth first, in
+// order); stops and returns false as soon as fn does. A block that cannot be read is reported on
+// standard error by the library and yields the records decoded before the fault.
+bool forEachRecord(const MessageBase& msg, bool expand,
+                   const std::function<bool(const MessageBase&)>& fn) {
+  if (!fn(msg)) return false;
+  auto* container = expand ? dynamic_cast<const ContainerMessage*>(&msg) : nullptr;
+  if (container == nullptr) return true;
+  container->messages.clear();
+  container->decompress(container->numOfMsg, container->data.data(),
+                        static_cast<unsigned int>(container->data.size()));
+  for (const auto& inner : container->messages)
+    if (!forEachRecord(*inner, true, fn)) return false;
+  return true;
+}
+
 // Common options of the commands that read a trace.
 struct ReadFlags {
   bool v2 = false;
   bool noSync = false;
+  bool registerDiag = false;
 
   void add(CLI::App* cmd) {
     cmd->add_flag("--v2", v2, "Second framing: 'Z', type byte, 16-bit length, frame");
     cmd->add_flag("--no-sync", noSync, "Frames carry no sync marker");
+    cmd->add_flag("--register-diag", registerDiag,
+                  "Decode KWP2000 and UDS records (identifiers 26 to 29, not registered by "
+                  "default)");
   }
   ReadOptions options() const {
     ReadOptions o;
@@ -225,10 +287,11 @@ struct DumpArgs {
   bool invalid = false;
   bool raw = false;
   bool localTime = false;
+  bool noExpand = false;
   std::vector<std::string> ids;
   std::vector<std::string> channels;
   std::string from, to;
-  std::optional<uint64_t> count;
+  std::string count;
 };
 
 int runDump(const DumpArgs& a) {
@@ -238,6 +301,9 @@ int runDump(const DumpArgs& a) {
   std::optional<unsigned long long> from, to;
   if (!a.from.empty()) from = timeOption("--from", a.from);
   if (!a.to.empty()) to = timeOption("--to", a.to);
+  if (from && to && *from > *to) throw Failure{"--from is later than --to"};
+  std::optional<uint64_t> count;
+  if (!a.count.empty()) count = numberOption("--count", a.count, UINT64_MAX);
 
   Input in(a.file);
   Output out("-");
@@ -248,11 +314,12 @@ int runDump(const DumpArgs& a) {
   TraceReader reader(in.fd, in.name, options, &progress);
 
   uint64_t printed = 0;
-  if (a.count && *a.count == 0) return kExitOk;
+  if (count && *count == 0) return kExitOk;
   std::string line;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+  auto show = [&](const MessageBase& rec) {
+    const MessageBase* msg = &rec;
     if (!ids.empty() && !ids.count(msg->msgId)) {
-      auto* inv = isInvalid(*msg) ? static_cast<InvalidMessage*>(msg.get()) : nullptr;
+      auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
       if (!inv || !ids.count(inv->id)) return true;
     }
     if (!channels.empty() && !channels.count(msg->getSourceChannel())) return true;
@@ -276,8 +343,10 @@ int runDump(const DumpArgs& a) {
     }
     std::fwrite(line.data(), 1, line.size(), out.file);
     if (std::ferror(out.file)) return false;
-    return !(a.count && ++printed >= *a.count);
-  });
+    return !(count && ++printed >= *count);
+  };
+  const bool ok = reader.run(
+      [&](std::unique_ptr<MessageBase> msg) { return forEachRecord(*msg, !a.noExpand, show); });
   checkWrite(out);
   out.finish();
   progress.hide();
@@ -320,16 +389,21 @@ int runStats(const StatsArgs& a) {
 
   std::map<uint16_t, uint64_t> perId;
   std::map<uint64_t, std::pair<std::string, uint64_t>> perChannel;
-  uint64_t timed = 0;
+  uint64_t timed = 0, contained = 0;
   unsigned long long first = 0, last = 0;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    if (isInvalid(*msg)) return true;
-    ++perId[msg->msgId];
-    auto& ch = perChannel[msg->getSourceChannelID()];
-    if (ch.second++ == 0) ch.first = msg->getSourceChannel();
-    if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
-    if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
-    return true;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> frame) {
+    if (isInvalid(*frame)) return true;
+    // Records inside containers count by their own identifier and channel, beside the container.
+    return forEachRecord(*frame, true, [&](const MessageBase& rec) {
+      const MessageBase* msg = &rec;
+      if (msg != frame.get()) ++contained;
+      ++perId[msg->msgId];
+      auto& ch = perChannel[msg->getSourceChannelID()];
+      if (ch.second++ == 0) ch.first = msg->getSourceChannel();
+      if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
+      if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
+      return true;
+    });
   });
   progress.hide();
   if (!ok) throw Failure{reader.error()};
@@ -342,7 +416,7 @@ int runStats(const StatsArgs& a) {
   std::ostringstream os;
   if (a.json) {
     os << "{\n  \"file\": " << jsonString(in.name) << ",\n  \"bytes\": " << c.bytesRead
-       << ",\n  \"records\": " << records << ",\n";
+       << ",\n  \"records\": " << records << ",\n  \"contained_records\": " << contained << ",\n";
     if (timed) {
       os << "  \"first_timestamp_us\": " << first
          << ",\n  \"first_time\": " << jsonString(MessageBase::printTimestamp(first))
@@ -379,6 +453,7 @@ int runStats(const StatsArgs& a) {
     };
     row("File:", in.name + " (" + std::to_string(c.bytesRead) + " bytes)");
     row("Records:", std::to_string(records));
+    row("Contained records:", std::to_string(contained));
     row("First time stamp:", timed ? MessageBase::printTimestamp(first) : "-");
     row("Last time stamp:", timed ? MessageBase::printTimestamp(last) : "-");
     std::snprintf(line, sizeof line, "%.6f s", duration);
@@ -411,60 +486,73 @@ int runStats(const StatsArgs& a) {
 
 struct GenArgs {
   std::string out;
-  uint64_t records = 10000;
-  uint64_t seed = 1;
+  std::string records = "10000";
+  std::string seed = "1";
   bool v2 = false;
+  bool diag = false;
+  std::string containers;  // "", "plain" or "lz4"
 };
 
-void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
-  while (n > 0) {
-    const ssize_t w = ::write(fd, p, n);
-    if (w < 0) {
-      if (errno == EINTR) continue;
-      throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
-    }
-    p += w;
-    n -= static_cast<std::size_t>(w);
-  }
-}
+// Enough for any test or demo; a typing slip must not fill the disk.
+constexpr uint64_t kMaxGenRecords = 1000000000ULL;
 
 int runGen(const GenArgs& a) {
-  int fd = STDOUT_FILENO;
-  std::string name = "standard output";
-  if (a.out != "-") {
-    fd = ::open(a.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) throw Failure{"cannot create " + inQuotes(a.out) + ": " + std::strerror(errno)};
-    name = a.out;
-  }
-  struct Closer {
-    int fd;
-    ~Closer() {
-      if (fd != STDOUT_FILENO) ::close(fd);
-    }
-  } closer{fd};
-
   vxtrace::gen::TraceOptions options;
-  options.records = a.records;
-  options.seed = a.seed;
+  options.records = numberOption("--records", a.records, kMaxGenRecords);
+  options.seed = numberOption("--seed", a.seed, UINT64_MAX);
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
-  vxtrace::gen::TraceGenerator gen(options);
-  Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
+  if (!a.containers.empty())
+    options.containers =
+        a.containers == "plain" ? vxtrace::gen::Containers::Plain : vxtrace::gen::Containers::Lz4;
+  Output out(a.out);
   std::vector<uint8_t> buffer;
-  buffer.reserve(1 << 21);
-  while (gen.next(buffer)) {
-    if (buffer.size() >= (1 << 20)) {
-      writeAll(fd, name, buffer.data(), buffer.size());
-      buffer.clear();
-      progress.update(gen.produced());
+  auto flush = [&] {
+    if (std::fwrite(buffer.data(), 1, buffer.size(), out.file) != buffer.size()) checkWrite(out);
+    buffer.clear();
+  };
+  if (a.diag) {
+    buffer = vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
+  } else {
+    vxtrace::gen::TraceGenerator gen(options);
+    Progress progress(Progress::wanted(a.out == "-"), options.records, "records");
+    buffer.reserve(1 << 21);
+    while (gen.next(buffer)) {
+      if (buffer.size() >= (1 << 20)) {
+        flush();
+        progress.update(gen.produced());
+      }
     }
   }
-  writeAll(fd, name, buffer.data(), buffer.size());
-  if (fd != STDOUT_FILENO && ::close(fd) != 0) {
-    closer.fd = STDOUT_FILENO;
-    throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
-  }
-  closer.fd = STDOUT_FILENO;
+  flush();
+  out.finish();
   return kExitOk;
+}
+
+// ---- recover ---------------------------------------------------------------------------------
+
+struct RecoverArgs {
+  std::string file;
+  std::string out;
+  ReadFlags read;
+};
+
+// Every record that could be recovered, as a clean trace with sync markers, in input order.
+int runRecover(const RecoverArgs& a) {
+  Input in(a.file);
+  Output out(a.out, &in);
+  Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
+  TraceReader reader(in.fd, in.name, a.read.options(), &progress);
+  std::vector<unsigned char> frame;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    if (msg->createByteArray(frame, true, false) == 0) return true;
+    std::fwrite(frame.data(), 1, frame.size(), out.file);
+    return !std::ferror(out.file);
+  });
+  checkWrite(out);
+  progress.hide();
+  if (!ok) throw Failure{reader.error()};
+  out.finish();
+  return finishRead(reader, in.name);
 }
 
 // ---- convert ---------------------------------------------------------------------------------
@@ -473,25 +561,29 @@ struct ConvertArgs {
   std::string file;
   std::string format;
   std::string out;
+  bool verbose = false;
   ReadFlags read;
 };
 
 int runConvert(const ConvertArgs& a) {
   Input in(a.file);
-  Output out(a.out);
+  Output out(a.out, &in);
   Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
   TraceReader reader(in.fd, in.name, a.read.options(), &progress);
   CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
   const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    exporter.add(*msg);
-    return !std::ferror(out.file);
+    return forEachRecord(*msg, true, [&](const MessageBase& rec) {
+      exporter.add(rec);
+      return !std::ferror(out.file);
+    });
   });
   checkWrite(out);
-  out.finish();
   progress.hide();
   if (!ok) throw Failure{reader.error()};
+  out.finish();
   for (const auto& [reason, n] : exporter.skipped())
-    std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
+    if (a.verbose)
+      std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
               << " not written to " << a.format << ": " << reason << std::endl;
   return finishRead(reader, in.name);
 }
@@ -505,6 +597,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Reads, summarises, generates and converts vxtrace trace files."};
   app.name("vxtrace");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "vxtrace " VXTRACE_VERSION);
 
   DumpArgs dump;
   CLI::App* dumpCmd = app.add_subcommand("dump", "Every record as one line of text");
@@ -513,6 +606,8 @@ int main(int argc, char** argv) {
   dumpCmd->add_flag("--invalid", dump.invalid, "Show undecodable frames as InvalidMessage lines");
   dumpCmd->add_flag("--raw", dump.raw, "The frame's bytes in hex after each line");
   dumpCmd->add_flag("--local-time", dump.localTime, "Time stamps in local time instead of UTC");
+  dumpCmd->add_flag("--no-expand", dump.noExpand,
+                    "Containers as one line each, without the records inside");
   dumpCmd->add_option("--id", dump.ids, "Only this identifier (name or number); repeatable")
       ->allow_extra_args(false);
   dumpCmd
@@ -537,6 +632,13 @@ int main(int argc, char** argv) {
   genCmd->add_option("--records", gen.records, "Number of records (default 10000)");
   genCmd->add_option("--seed", gen.seed, "Seed (default 1)");
   genCmd->add_flag("--v2", gen.v2, "Second framing instead of sync-marked frames");
+  genCmd->add_flag("--diag", gen.diag,
+                   "A calibration and diagnostic session (XCP, CCP, UDS, KWP2000) instead of "
+                   "CAN traffic; --records and --seed do not apply");
+  genCmd
+      ->add_flag("--containers{lz4}", gen.containers,
+                 "Bus records in containers of up to 64: --containers[=plain|lz4] (lz4 when bare)")
+      ->check(CLI::IsMember({"plain", "lz4"}));
 
   ConvertArgs convert;
   CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
@@ -547,6 +649,28 @@ int main(int argc, char** argv) {
   convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
   convert.read.add(convertCmd);
 
+  convertCmd->add_flag("--verbose", convert.verbose, "Also count the records that are not CAN frames");
+
+  std::string helpVerb;
+  CLI::App* helpCmd = app.add_subcommand("help", "Help on one verb: vxtrace help VERB");
+  helpCmd->add_option("verb", helpVerb, "dump, stats, gen, convert or recover");
+
+  RecoverArgs recover;
+  CLI::App* recoverCmd =
+      app.add_subcommand("recover", "Every recoverable record into a clean trace, with a loss report");
+  recoverCmd->add_option("file", recover.file, "Trace file or '-'")->required();
+  recoverCmd->add_option("-o,--output", recover.out, "Output file or '-'")->required();
+  recover.read.add(recoverCmd);
+
+  if (argc > 1 && argv[1][0] != '-') {
+    bool known = false;
+    for (const CLI::App* verb : app.get_subcommands({})) known |= verb->get_name() == argv[1];
+    if (!known) {
+      std::cerr << "vxtrace: unknown verb " << inQuotes(argv[1])
+                << " (dump, stats, gen, convert, recover, help)" << std::endl;
+      return kExitFailure;
+    }
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -558,13 +682,36 @@ int main(int argc, char** argv) {
     return kExitFailure;
   }
 
+  if (dump.read.registerDiag || stats.read.registerDiag || convert.read.registerDiag) {
+    MessageBase::registerMessage(MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray);
+    MessageBase::registerMessage(MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_REQUEST, UDSRequest::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray);
+  }
+
   try {
     if (*dumpCmd) return runDump(dump);
     if (*statsCmd) return runStats(stats);
     if (*genCmd) return runGen(gen);
     if (*convertCmd) return runConvert(convert);
+    if (*recoverCmd) return runRecover(recover);
+    if (*helpCmd) {
+      if (helpVerb.empty()) {
+        std::cout << app.help();
+        return kExitOk;
+      }
+      for (CLI::App* verb : {dumpCmd, statsCmd, genCmd, convertCmd, recoverCmd})
+        if (verb->get_name() == helpVerb) {
+          std::cout << verb->help();
+          return kExitOk;
+        }
+      throw Failure{"no verb " + inQuotes(helpVerb) + " (dump, stats, gen, convert, recover)"};
+    }
   } catch (const Failure& f) {
     std::cerr << "vxtrace: " << f.message << std::endl;
+    return kExitFailure;
+  } catch (const std::exception& e) {
+    std::cerr << "vxtrace: " << e.what() << std::endl;
     return kExitFailure;
   }
   return kExitFailure;

@@ -1,0 +1,61 @@
+#include "vxtrace/XMatchPro.h"
+
+#include <lz4.h>
+
+#include <limits>
+
+const char* XMatchPro::getErrorString(int code) {
+  switch (code) {
+    case XMP_OK:
+      return "success";
+    case XMP_OUTPUT_TOO_SMALL:
+      return "output buffer too small";
+    case XMP_CORRUPT_INPUT:
+      return "corrupt or truncated input";
+    case XMP_SIZE_MISMATCH:
+      return "size mismatch";
+    default:
+      return nullptr;
+  }
+}
+
+int XMatchProCompressor::run(const uint8_t* begin, const uint8_t* end, std::vector<uint8_t>* out) {
+  const std::size_t n = static_cast<std::size_t>(end - begin);
+  out->clear();
+  if (n > static_cast<std::size_t>(LZ4_MAX_INPUT_SIZE)) return XMatchPro::XMP_OUTPUT_TOO_SMALL;
+  const int bound = LZ4_compressBound(static_cast<int>(n));
+  out->resize(static_cast<std::size_t>(bound));
+  const int written =
+      LZ4_compress_default(reinterpret_cast<const char*>(begin),
+                           reinterpret_cast<char*>(out->data()), static_cast<int>(n), bound);
+  if (written <= 0) {
+    out->clear();
+    return XMatchPro::XMP_OUTPUT_TOO_SMALL;
+  }
+  out->resize(static_cast<std::size_t>(written));
+  return XMatchPro::XMP_OK;
+}
+
+XMatchProDecompressor::XMatchProDecompressor(unsigned int blockSize) : blockSize_(blockSize) {}
+
+int XMatchProDecompressor::run(const uint8_t* begin, const uint8_t* end,
+                               std::vector<uint8_t>* out) {
+  const std::size_t n = static_cast<std::size_t>(end - begin);
+  out->clear();
+  if (n == 0 || n > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
+      blockSize_ > static_cast<unsigned int>(std::numeric_limits<int>::max()))
+    return XMatchPro::XMP_CORRUPT_INPUT;
+  // The container's own block size bounds the output: nothing in the block can ask for more.
+  out->resize(blockSize_);
+  char scratch = 0;
+  char* dst = blockSize_ != 0 ? reinterpret_cast<char*>(out->data()) : &scratch;
+  const int got = LZ4_decompress_safe(reinterpret_cast<const char*>(begin), dst,
+                                      static_cast<int>(n), static_cast<int>(blockSize_));
+  if (got < 0) {
+    out->clear();
+    return XMatchPro::XMP_CORRUPT_INPUT;
+  }
+  out->resize(static_cast<std::size_t>(got));
+  return static_cast<unsigned int>(got) == blockSize_ ? XMatchPro::XMP_OK
+                                                      : XMatchPro::XMP_SIZE_MISMATCH;
+}

@@ -1,0 +1,251 @@
+#include "vxtrace/TraceFileReader.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "util/ByteOrder.h"
+
+using vxtrace::detail::loadBE16;
+
+namespace {
+
+// Room for a candidate of the largest size and a valid record starting just before its end.
+constexpr std::size_t kCapacity = 256 * 1024;
+
+// Records whose bodies hold whole frames, markers included.
+bool carriesFrames(const MessageBase& msg) {
+  return msg.msgId == MSGID_CONTAINER || msg.msgId == MSGID_WRAPPER;
+}
+
+// Only InvalidMessage carries this identifier (it is never registered); a type test would
+// cost more than the rest of the validation.
+bool isInvalid(const MessageBase* msg) { return msg == nullptr || msg->msgId == MSGID_INVALID; }
+
+}  // namespace
+
+TraceFileReader::TraceFileReader(int fd, framing_t framing)
+    : fd_(fd), framing_(framing), buffer_(kCapacity) {}
+
+TraceFileReader::~TraceFileReader() = default;
+
+TraceFileReader::framing_t TraceFileReader::detectFraming(const uint8_t* p, std::size_t n) {
+  if (n >= 2 && p[0] == 0x55 && p[1] == 0xAA) return FRAMING_V1;
+  if (n >= 6 && p[0] == 'Z' && loadBE16(p + 2) >= 14 && loadBE16(p + 4) == loadBE16(p + 2) - 2)
+    return FRAMING_V2;
+  if (n >= 5 && loadBE16(p + 1) >= 14 && loadBE16(p + 3) == loadBE16(p + 1) - 2)
+    return FRAMING_V2_NOSYNC;
+  if (n >= 4 && loadBE16(p) >= 12) return FRAMING_V1_NOSYNC;
+  return FRAMING_V1;
+}
+
+bool TraceFileReader::refill(std::size_t need) {
+  while (available() < need) {
+    if (eof_ || need > buffer_.size()) return false;
+    if (buffer_.size() - pos_ < need || end_ == buffer_.size()) {
+      std::memmove(buffer_.data(), buffer_.data() + pos_, available());
+      base_ += pos_;
+      end_ -= pos_;
+      pos_ = 0;
+    }
+    const ssize_t n = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+    if (n > 0) {
+      end_ += static_cast<std::size_t>(n);
+      counts_.bytesRead += static_cast<uint64_t>(n);
+    } else if (n == 0) {
+      eof_ = true;
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd p{fd_, POLLIN, 0};  // a live stream: wait for data instead of ending
+      ::poll(&p, 1, -1);
+    } else if (errno != EINTR) {
+      error_ = errno;
+      eof_ = true;
+    }
+  }
+  return true;
+}
+
+std::size_t TraceFileReader::prefix() const {
+  static const std::size_t kPrefix[] = {2, 0, 4, 3};
+  return kPrefix[framing_];
+}
+
+std::size_t TraceFileReader::peek() const {
+  static const std::size_t kPeek[] = {4, 4, 6, 5};
+  return kPeek[framing_];
+}
+
+// Length of the record whose header starts at rel, when the header is plausible; else 0.
+// Needs peek() bytes there.
+std::size_t TraceFileReader::recordLength(std::size_t rel) const {
+  const uint8_t* p = at(rel);
+  switch (framing_) {
+    case FRAMING_V1: {
+      if (p[0] != 0x55 || p[1] != 0xAA) return 0;
+      const std::size_t size = loadBE16(p + 2);
+      return size < 12 ? 0 : size + 4;
+    }
+    case FRAMING_V1_NOSYNC: {
+      // Without a marker only a known identifier makes a start plausible.
+      const std::size_t size = loadBE16(p);
+      if (size < 12 || MessageBase::creators.count(static_cast<msgid_t>(loadBE16(p + 2))) == 0)
+        return 0;
+      return size + 2;
+    }
+    case FRAMING_V2:
+      if (p[0] != 'Z') return 0;
+      ++p;
+      break;
+    case FRAMING_V2_NOSYNC:
+      break;
+  }
+  // The V2 length must agree with the frame's own size field.
+  const std::size_t length = loadBE16(p + 1);
+  if (length < 14 || loadBE16(p + 3) != length - 2) return 0;
+  return length + prefix();
+}
+
+MessageBase* TraceFileReader::decodeAt(std::size_t rel, std::size_t length) const {
+  try {
+    return MessageBase::readFromByteArray(at(rel + prefix()),
+                                          static_cast<unsigned int>(length - prefix()));
+  } catch (...) {
+    return nullptr;  // whatever a creator throws, the frame did not decode
+  }
+}
+
+// The literal rule: a plausible header, the whole record present, a fitting successor, and
+// the frame decodes.
+bool TraceFileReader::validStart(std::size_t rel) {
+  if (!fill(rel + peek())) return false;
+  const std::size_t length = recordLength(rel);
+  if (length == 0 || !fill(rel + length)) return false;
+  const Follow follow = followAt(rel + length);
+  if (follow == kNone || (follow == kZero && !hasMarkers())) return false;
+  return decodesAt(rel, length);
+}
+
+bool TraceFileReader::decodesAt(std::size_t rel) {
+  if (!fill(rel + peek())) return false;
+  const std::size_t length = recordLength(rel);
+  return length != 0 && fill(rel + length) && decodesAt(rel, length);
+}
+
+bool TraceFileReader::decodesAt(std::size_t rel, std::size_t length) const {
+  std::unique_ptr<MessageBase> msg(decodeAt(rel, length));
+  return !isInvalid(msg.get());
+}
+
+// What comes after a record that ends at rel.
+TraceFileReader::Follow TraceFileReader::followAt(std::size_t rel) {
+  if (!fill(rel + 1)) return kEnd;
+  if (!fill(rel + peek())) return kEnd;  // the cut-off tail is reported on its own
+  if (recordLength(rel) != 0) return kStart;
+  // Zero padding separates records only where they carry markers: without them a zero is
+  // most often the high byte of the next size field.
+  if (hasMarkers() && *at(rel) == 0) return kZero;
+  return kNone;
+}
+
+bool TraceFileReader::hasMarkers() const {
+  return framing_ == FRAMING_V1 || framing_ == FRAMING_V2;
+}
+
+bool TraceFileReader::validInside(std::size_t from, std::size_t to) {
+  const bool sync = hasMarkers();
+  const uint8_t marker = framing_ == FRAMING_V1 ? 0x55 : 'Z';
+  for (std::size_t rel = from; rel < to; ++rel) {
+    if (sync) {
+      const void* hit = std::memchr(at(rel), marker, to - rel);
+      if (hit == nullptr) return false;
+      rel = static_cast<std::size_t>(static_cast<const uint8_t*>(hit) - at(0));
+    }
+    if (validStart(rel)) return true;
+  }
+  return false;
+}
+
+void TraceFileReader::lose(loss_t::kind_t kind, uint64_t offset, uint64_t length) {
+  if (onLoss_) onLoss_(loss_t{kind, offset, length});
+}
+
+void TraceFileReader::closeRun() {
+  if (!inRun_) return;
+  inRun_ = false;
+  const uint64_t length = base_ + pos_ - runStart_;
+  counts_.skippedBytes += length;
+  ++counts_.skippedRuns;
+  lose(loss_t::SKIPPED, runStart_, length);
+}
+
+MessageBase* TraceFileReader::take(MessageBase* msg, std::size_t length) {
+  recordOffset_ = base_ + pos_;
+  if (keepRawData) msg->rawBytes.assign(at(0), at(length));
+  pos_ += length;
+  ++counts_.records;
+  return msg;
+}
+
+MessageBase* TraceFileReader::next() {
+  for (;;) {
+    if (!fill(1)) {
+      closeRun();
+      return nullptr;
+    }
+    const bool header = fill(peek());
+    const std::size_t length = header ? recordLength(0) : 0;
+    if (length != 0 && !fill(length) && !validInside(1, available())) {
+      // The input ends inside this record, and no valid one starts within what is left.
+      closeRun();
+      counts_.truncatedBytes += available();
+      lose(loss_t::TRUNCATED, base_ + pos_, available());
+      pos_ = end_;
+      continue;
+    }
+    if (length != 0 && available() >= length) {
+      const Follow follow = followAt(length);
+      std::unique_ptr<MessageBase> msg(decodeAt(0, length));
+      const bool decoded = !isInvalid(msg.get());
+      const bool sure = decoded && (follow == kEnd || follow == kStart);
+      bool accept = false;
+      if (!hasMarkers()) {
+        // Without markers every byte could start a record: after garbage, the record after
+        // this one must decode too before the hunt trusts the alignment.
+        accept = sure && (!inRun_ || follow == kEnd || decodesAt(length));
+      } else if (sure && carriesFrames(*msg)) {
+        accept = true;
+      } else if (decoded || follow != kNone) {
+        // Taken only when no valid record starts inside it: a false header whose claimed end
+        // happens to fall on a record boundary would otherwise swallow the records between.
+        accept = !validInside(1, length);
+      }
+      if (accept) {
+        closeRun();
+        if (decoded) return take(msg.release(), length);
+        ++counts_.undecodable;
+        lose(loss_t::UNDECODABLE, base_ + pos_, length);
+        if (msg) return take(msg.release(), length);
+        pos_ += length;
+        continue;
+      }
+    } else if (!header && hasMarkers() && *at(0) == (framing_ == FRAMING_V1 ? 0x55 : 'Z')) {
+      // A marker in the last few bytes: the head of a record cut off by the end.
+      closeRun();
+      counts_.truncatedBytes += available();
+      lose(loss_t::TRUNCATED, base_ + pos_, available());
+      pos_ = end_;
+      continue;
+    } else if (!inRun_ && *at(0) == 0) {
+      ++pos_;  // padding
+      continue;
+    }
+    if (!inRun_) {
+      inRun_ = true;
+      runStart_ = base_ + pos_;
+    }
+    ++pos_;
+  }
+}

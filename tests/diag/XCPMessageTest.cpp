@@ -1,0 +1,346 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "support/RecordCase.h"
+#include "support/RecordSupport.h"
+#include "support/TestSupport.h"
+#include "vxtrace/XCP_Message.h"
+
+using vxtest::Bytes;
+using vxtest::hex;
+using vxtest::kDecodes;
+using vxtest::RecordCase;
+using X = XCP_Message;
+
+namespace {
+
+#define TS "2020-09-13 12:26:40.123456"
+// Link settings of the rows: CAN identifier 0x7E0, STANDARD, channel 2; or Ethernet
+// 192.168.0.1 / 192.168.0.2 / 255.255.255.0, port 5555.
+#define CAN_LINK " 00 00 07 E0 00 01"
+#define ETH_LINK                                                             \
+  " 0B 31 39 32 2E 31 36 38 2E 30 2E 31 0B 31 39 32 2E 31 36 38 2E 30 2E 32" \
+  " 0D 32 35 35 2E 32 35 35 2E 32 35 35 2E 30 15 B3"
+#define CAN_TEXT "; CAN[Id=0x7e0, Type=STANDARD, Ch=2]"
+#define ETH_TEXT "; ETH[Dst=192.168.0.1, Src=192.168.0.2, Mask=255.255.255.0, Port=5555"
+
+// A DAQ packet whose time stamp is 254 bytes long: the size rule counts it modulo 256.
+const std::string& longTimestampBody() {
+  static const std::string body = [] {
+    std::string s = "02 01 00 00 00 07 00 00 00 04 FE";
+    for (int i = 0; i < 254; ++i) s += " 00";
+    return s + " 00 00 00" CAN_LINK;
+  }();
+  return body;
+}
+
+const std::string& longTimestampLine() {
+  static const std::string line = [] {
+    std::string s = TS
+        "  XCP CAN Rx  | ECU[1], [DTO_DAQ()]; Header[]; Packet[Id(ABSOLUTE_ODT_NUMBER, "
+        "PID=0x07, Fill=0x00, DAQ=0), Ts(DWORD:";
+    for (int i = 0; i < 254; ++i) s += " 00";
+    return s + "), Data(0)]; Tail[]" CAN_TEXT;
+  }();
+  return line;
+}
+
+// clang-format off
+const std::vector<RecordCase>& cases() {
+  static const std::vector<RecordCase> rows = {
+    // CONNECT on CAN with six fill bytes in the tail.
+    {25, "02 02 00 00 05 FF 00 00 00 00 00 00 01 00 06 00 00 00 00 00 00" CAN_LINK,
+     TS "  XCP CAN Tx  | ECU[1], [CTO_CMD(CONNECT)]; Header[]; Packet[Id(CTO_PACKET_CODE, "
+        "PID=0xff, Fill=0x00, DAQ=0), Ts(NO:), Data(1: 00)]; Tail[00 00 00 00 00 00]" CAN_TEXT, 39},
+    // Level-1 command with its sub-command; CAN FD, ECU 3.
+    {25, "04 02 02 00 05 C0 00 00 00 00 00 00 01 00 00" CAN_LINK,
+     TS "  XCP CAN FD Tx  | ECU[3], [CTO_CMD(LEVEL1_INDICATOR, GET_VERSION)]; Header[]; "
+        "Packet[Id(CTO_PACKET_CODE, PID=0xc0, Fill=0x00, DAQ=0), Ts(NO:), Data(1: 00)]; Tail[]"
+        CAN_TEXT, 33},
+    // Positive response and the error codes, among them 0x33 (not the access-locked 0x25).
+    {25, "02 01 00 00 05 FF 00 00 00 00 00 00 05 00 15 00 08 00 00" CAN_LINK,
+     TS "  XCP CAN Rx  | ECU[1], [CTO_RES()]; Header[]; Packet[Id(CTO_PACKET_CODE, PID=0xff, "
+        "Fill=0x00, DAQ=0), Ts(NO:), Data(5: 00 15 00 08 00)]; Tail[]" CAN_TEXT, 37},
+    {25, "02 01 00 00 05 FE 00 00 00 00 00 00 01 33 00" CAN_LINK,
+     TS "  XCP CAN Rx  | ECU[1], [CTO_ERR()]; Header[]; Packet[Id(CTO_PACKET_CODE, PID=0xfe, "
+        "Fill=0x00, DAQ=0), Code=ERR-S2_RESOURCE_TEMPORARY_NOT_ACCESSIBLE, Ts(NO:), Data(1: 33)]; "
+        "Tail[]" CAN_TEXT, 33},
+    {25, "02 01 00 00 05 FE 00 00 00 00 00 00 01 25 00" CAN_LINK,
+     TS "  XCP CAN Rx  | ECU[1], [CTO_ERR()]; Header[]; Packet[Id(CTO_PACKET_CODE, PID=0xfe, "
+        "Fill=0x00, DAQ=0), Code=ERR-S2_ACCESS_LOCKED, Ts(NO:), Data(1: 25)]; Tail[]" CAN_TEXT, 33},
+    {25, "02 01 00 00 05 FD 00 00 00 00 00 00 01 09 00" CAN_LINK,
+     TS "  XCP CAN Rx  | ECU[1], [CTO_EV()]; Header[]; Packet[Id(CTO_PACKET_CODE, PID=0xfd, "
+        "Fill=0x00, DAQ=0), Code=EV-S0-S3_STIM_TIMEOUT, Ts(NO:), Data(1: 09)]; Tail[]" CAN_TEXT, 33},
+    {25, "02 01 00 00 05 FC 00 00 00 00 00 00 01 01 00" CAN_LINK,
+     TS "  XCP CAN Rx  | ECU[1], [CTO_SERV()]; Header[]; Packet[Id(CTO_PACKET_CODE, PID=0xfc, "
+        "Fill=0x00, DAQ=0), Code=SERV_TEXT, Ts(NO:), Data(1: 01)]; Tail[]" CAN_TEXT, 33},
+    // DAQ list 3 with a WORD time stamp over Ethernet (UDP), LEN 8 and CTR 1 little-endian.
+    {25, "01 01 01 04 08 00 01 00 01 05 00 00 03 02 02 12 34 00 02 AB CD 00" ETH_LINK " 00",
+     TS "  XCP ETH Rx  | ECU[2], [DTO_DAQ()]; Header[LEN=8, CTR=1]; Packet[Id("
+        "RELATIVE_ODT_ABSOLUTE_DAQ_BYTE, PID=0x05, Fill=0x00, DAQ=3), Ts(WORD: 12 34), "
+        "Data(2: ab cd)]; Tail[]" ETH_TEXT ", UDP]", 75},
+    // Any non-zero protocol byte is TCP and is written back as 1.
+    {25, "01 02 00 04 00 00 00 00 05 FD 00 00 00 00 00 00 00 00" ETH_LINK " 07",
+     TS "  XCP ETH Tx  | ECU[1], [CTO_CMD(GET_STATUS)]; Header[LEN=0, CTR=0]; Packet[Id("
+        "CTO_PACKET_CODE, PID=0xfd, Fill=0x00, DAQ=0), Ts(NO:), Data(0)]; Tail[]" ETH_TEXT
+        ", TCP]", 71, kDecodes,
+     "01 02 00 04 00 00 00 00 05 FD 00 00 00 00 00"
+     " 00 00 00" ETH_LINK " 01"},
+    // Direction 0: no packet type.
+    {25, "02 00 00 00 05 10 00 00 00 00 00 00 00 00" CAN_LINK,
+     TS "  XCP CAN UNKNOWN  | ECU[1], [UNKNOWN()]; Header[]; Packet[Id(CTO_PACKET_CODE, "
+        "PID=0x10, Fill=0x00, DAQ=0), Ts(NO:), Data(0)]; Tail[]" CAN_TEXT, 32},
+    // Time stamp of 254 bytes: decoded whole, counted modulo 256, never re-encoded.
+    {25, longTimestampBody().c_str(), longTimestampLine().c_str(), 30, kDecodes, ""},
+    // Rejects: unknown transport, FlexRay, Ethernet header of 3, cut packet, cut data, tail
+    // longer than the rest, cut CAN settings, cut Ethernet port, a 16-byte frame.
+    {25, "05 01 00 00", nullptr, -1, invalidEnumValue},
+    {25, "03 01 00 00 05 FF 00 00 00 00 00 00 00 00", nullptr, -1, invalidLength},
+    {25, "01 01 00 03 00 00 00 05 FF 00 00 00 00 00 00 00 00", nullptr, -1, invalidLength},
+    {25, "02 01 00 00 05 FF 00 00 00 00", nullptr, -1, invalidLength},
+    {25, "02 01 00 00 05 FF 00 00 00 00 00 00 02 00", nullptr, -1, invalidLength},
+    {25, "02 01 00 00 05 FF 00 00 00 00 00 00 00 07" CAN_LINK, nullptr, -1, invalidLength},
+    {25, "02 01 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 07 E0 00", nullptr, -1, invalidLength},
+    {25, "01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00" ETH_LINK, nullptr, -1,
+     invalidLength},
+    {25, "02 01", nullptr, -1, invalidLength},
+  };
+  return rows;
+}
+// clang-format on
+
+Bytes caseBytes(const char* body) { return vxtest::caseFrame(RecordCase{25, body, nullptr}); }
+
+// Decodes the frame straight through the class and returns its standard-error text.
+std::string rejectLines(const Bytes& frame) {
+  vxtest::Capture err(std::cerr);
+  EXPECT_THROW(X(frame.data(), static_cast<unsigned>(frame.size())), InvalidMessageException);
+  return err.text();
+}
+
+}  // namespace
+
+TEST(XCP_Message, RecordTable) {
+  vxtest::RegistryGuard guard;
+  vxtest::Capture err(std::cerr);  // the decoder's error lines; checked below
+  for (const RecordCase& c : cases()) vxtest::checkRecordCase(c);
+}
+
+TEST(XCP_Message, DecoderRejectsWithItsErrorLinesInOrder) {
+  const Bytes frame = caseBytes("02 02 00 00 05 FF 00 00 00 00 00 00 00 00" CAN_LINK);
+  EXPECT_EQ(rejectLines(Bytes(frame.begin(), frame.begin() + 13)),
+            "[ERROR] XCP message v1 read error\n");
+  EXPECT_EQ(rejectLines(Bytes(frame.begin(), frame.begin() + 16)),
+            "[ERROR] XCP message description read error\n");
+  struct Row {
+    const char* body;
+    const char* lines;
+  };
+  const Row rows[] = {
+      {"03 01 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: flex ray isn't supported "
+       "at the moment\n[ERROR] XCP Header read error\n"},
+      {"00 01 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: invalid transport "
+       "type\n[ERROR] XCP Header read error\n"},
+      {"01 01 00 03 00 00 00 05",
+       "[ERROR] XCP_Message::Header::readFromByteArray: ethernet; "
+       "invalid headerSize\n[ERROR] XCP Header read error\n"},
+      {"02 01 00 05 00", "[ERROR] XCP Header read error\n"},
+      {"02 01 00 00 05 FF 00 00", "[ERROR] XCP Packet read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 04 00 00",
+       "[ERROR] Timestamp Field read error\n[ERROR] XCP Packet read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 00 00 03 00 00",
+       "[ERROR] Data Field read error\n[ERROR] XCP Packet read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 00",
+       "[ERROR] Data Field read error\n[ERROR] XCP Packet read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 00 00 00", "[ERROR] XCP Tail read error\n"},
+      {"02 01 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 00 00 00",
+       "[ERROR] XCP message CAN settings read error\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00",
+       "[ERROR] XCP message ETH settings read error (dstIp size)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 02 31",
+       "[ERROR] XCP message ETH settings read error (dstIp)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 00",
+       "[ERROR] XCP message ETH settings read error (srcIp size)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 00 01",
+       "[ERROR] XCP message ETH settings read error (srcIp)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 00 00",
+       "[ERROR] XCP message ETH settings read error (mask size)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 05 32",
+       "[ERROR] XCP message ETH settings read error (mask)\n"},
+      {"01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 00 15 B3",
+       "[ERROR] XCP message CAN settings read error (port or protocol)\n"},
+  };
+  for (const Row& r : rows) EXPECT_EQ(rejectLines(caseBytes(r.body)), r.lines) << r.body;
+
+  try {
+    const Bytes bad = caseBytes("05 01 00");
+    X m(bad.data(), static_cast<unsigned>(bad.size()));
+    ADD_FAILURE() << "transport type 5 decoded";
+  } catch (const InvalidMessageException& e) {
+    EXPECT_EQ(e.cause, invalidEnumValue);
+    EXPECT_EQ(e.text, "transportType_t");
+    EXPECT_EQ(e.value, 5);
+  }
+}
+
+TEST(XCP_Message, BuildsEthernetAndCanMessagesAndRoundTripsThem) {
+  vxtest::RegistryGuard guard;
+  X eth(1500000, X::TRANSPORT_ETH, X::DIR_RX, 1);
+  uint16_t len = 0, ctr = 0;
+  EXPECT_TRUE(eth.header.setLEN(0x0102));
+  EXPECT_TRUE(eth.header.setCTR(7));
+  EXPECT_EQ(eth.header.bytes, hex("02 01 07 00"));
+  EXPECT_TRUE(eth.header.getLEN(len) && eth.header.getCTR(ctr));
+  EXPECT_EQ(len, 0x0102);
+  EXPECT_EQ(ctr, 7);
+  eth.packet.identificationField = {X::ABSOLUTE_ODT_NUMBER, 0x02, 0, 0};
+  eth.packet.timestampField.type = X::TS_DWORD;
+  eth.packet.dataField.bytes = hex("00 00 01 00 AA BB");
+  EXPECT_TRUE(eth.packet.moveTimestampData());
+  EXPECT_EQ(eth.packet.timestampField.bytes, hex("00 00 01 00"));
+  EXPECT_EQ(eth.packet.dataField.bytes, hex("AA BB"));
+  EXPECT_FALSE(eth.packet.moveTimestampData());  // two bytes left, four wanted
+  eth.dstAddress = "10.0.0.1";
+  eth.port = 5555;
+  eth.tcp = true;
+  auto back = vxtest::decode(vxtest::serialise(eth));
+  ASSERT_NE(back, nullptr);
+  EXPECT_TRUE(*back == eth);
+  std::string dst, src, mask;
+  uint16_t port = 0;
+  bool tcp = false;
+  unsigned id = 0;
+  cantype_t type{};
+  uint8_t channel = 0;
+  EXPECT_TRUE(eth.getEthernetTransportTypeSettings(dst, src, mask, port, tcp));
+  EXPECT_EQ(dst + "/" + std::to_string(port) + (tcp ? "/tcp" : "/udp"), "10.0.0.1/5555/tcp");
+  EXPECT_FALSE(eth.getCanTransportTypeSettings(id, type, channel));
+  EXPECT_EQ(eth.getSlaveToMasterPid(), 0x02);
+  EXPECT_EQ(eth.getCmdCode(), X::CMD_INVALID);
+  EXPECT_EQ(eth.getErrorPacketCode(), X::ERR_INVALID);
+
+  X can(0, X::TRANSPORT_CAN, X::DIR_TX, 0);
+  uint16_t none = 0;
+  EXPECT_TRUE(can.header.bytes.empty());
+  EXPECT_FALSE(can.header.setLEN(1));
+  EXPECT_FALSE(can.header.getCTR(none));
+  can.packet.identificationField.pid = X::CMD_UPLOAD;
+  can.packet.dataField.bytes = {4};
+  can.tail.bytes = hex("55 55");
+  can.tail.setActive(true);
+  can.canId = 0x7E0;
+  can.canChannel = 3;
+  back = vxtest::decode(vxtest::serialise(can));
+  ASSERT_NE(back, nullptr);
+  EXPECT_TRUE(*back == can);
+  EXPECT_EQ(can.getCmdCode(), X::CMD_UPLOAD);
+  EXPECT_EQ(can.getSlaveToMasterPid(), X::S2M_INVALID);
+  EXPECT_TRUE(can.getCanTransportTypeSettings(id, type, channel));
+  EXPECT_EQ(id, 0x7E0u);
+  EXPECT_FALSE(can.getEthernetTransportTypeSettings(dst, src, mask, port, tcp));
+
+  // cascadeChannel moves the ECU channel always, the CAN channel only on CAN.
+  can.cascadeChannel(2, 1);
+  eth.cascadeChannel(2, 1);
+  EXPECT_EQ(can.ecuChannel, 2);
+  EXPECT_EQ(can.canChannel, 4);
+  EXPECT_EQ(eth.ecuChannel, 3);
+  can.sourceWord = 5;
+  EXPECT_EQ(can.getSourceChannelID(), 0x0000000500000B02ULL);
+  EXPECT_EQ(eth.getSourceChannel(), "CCP_XCP #3");
+
+  X::Packet::TimestampField ts;
+  ts.setType(X::TS_WORD);
+  EXPECT_EQ(ts.bytes, hex("00 00"));
+  ts.setType(static_cast<X::timestampFieldType_t>(3));
+  EXPECT_TRUE(ts.bytes.empty());
+}
+
+TEST(XCP_Message, PacketTypeDiagnosticsAndWriterRefusals) {
+  X stim(0, X::TRANSPORT_CAN, X::DIR_TX, 0);
+  stim.packet.identificationField.pid = 0x10;
+  {
+    vxtest::Capture err(std::cerr);
+    EXPECT_NE(stim.toString().find("[DTO_STIM()]"), std::string::npos);
+    EXPECT_EQ(err.text(),
+              "[WARNING] XCP_Message::setPacketType: STIMULATION is not supported at the moment\n");
+  }
+  {
+    X odd(0, X::TRANSPORT_CAN, static_cast<X::msgDirection_t>(9), 0);
+    vxtest::Capture err(std::cerr);
+    EXPECT_EQ(odd.getPacketType(), X::PACKET_UNKNOWN);
+    EXPECT_EQ(err.text(),
+              "[ERROR] XCP_Message::setPacketType: Unknown direction=invalid msg direction\n");
+  }
+
+  // Room for one byte less than the frame: refused with its line, nothing written.
+  X can(0, X::TRANSPORT_CAN, X::DIR_TX, 0);
+  {
+    vxtest::Capture err(std::cerr);
+    const vxtest::Written w = vxtest::writeInto(can, can.getSize() + 1, false);
+    EXPECT_EQ(w.result, 0u);
+    EXPECT_EQ(w.advanced, 0);
+    EXPECT_EQ(err.text(), "[ERROR] XCP_Message::writeToByteArray: can't write XCP_Message\n");
+  }
+  // A 254-byte time stamp fits its length byte but not the size rule: refused, not overrun.
+  can.packet.timestampField.bytes.assign(254, 0x11);
+  EXPECT_EQ(can.getSize(), 30u);
+  {
+    vxtest::Capture err(std::cerr);
+    const vxtest::Written w = vxtest::writeInto(can, 400, true);
+    EXPECT_EQ(w.result, 0u);
+    EXPECT_EQ(w.advanced, 0);
+    EXPECT_TRUE(w.canaryIntact);
+    EXPECT_EQ(err.text(),
+              "[ERROR] XCP_Message::Packet::TimestampField::writeToByteArray: can't write "
+              "Timestamp Field\n");
+  }
+  can.packet.timestampField.bytes.assign(253, 0x11);
+  EXPECT_EQ(vxtest::serialise(can).size(), can.getSize() + 2u);
+  can.tail.bytes.assign(256, 0);
+  {
+    vxtest::Capture err(std::cerr);
+    EXPECT_EQ(vxtest::writeInto(can, 1000, false).result, 0u);
+    EXPECT_EQ(err.text(), "[ERROR] XCP_Message::Tail::writeToByteArray: can't write Header\n");
+  }
+}
+
+TEST(XCP_Message, NameTablesAndMinimumResponseSizes) {
+  auto text = [](auto v) {
+    std::ostringstream os;
+    os << v;
+    return os.str();
+  };
+  EXPECT_EQ(text(X::CMD_GET_PAG_PROCESSOR_INFO), "GET_PAG_PROCESSOR");
+  EXPECT_EQ(text(X::CMD_PROGRAM_PREPARE), "PROGRAMM_PREPARE");
+  EXPECT_EQ(text(static_cast<X::cmdCode_t>(0xC1)), "invalid command code");
+  EXPECT_EQ(text(X::L1_SET_DAQ_PACKED_MODE), "SET_DAQ_PACKGED_MODE");
+  EXPECT_EQ(text(static_cast<X::cmdCode_t_l1>(7)), "invalid lvl 1 command code");
+  EXPECT_EQ(text(X::FLX_DEACTIVATE), "FLX_FLC_DEACTIVATE");
+  EXPECT_EQ(text(static_cast<X::ethernetSubCmdCode_t>(1)), "invalid lvl 1 command code");
+  EXPECT_EQ(text(X::ERR_TIMECORR_STATE_CHANGE), "ERR-S2_TIMECORR_STATE_CHANGE");
+  EXPECT_EQ(text(static_cast<X::errorPacketCode_t>(0x40)), "invalid error code");
+  EXPECT_EQ(text(static_cast<X::eventPacketCode_t>(4)), "invalid event code");
+  EXPECT_EQ(text(static_cast<X::serviceRequestPacketCode_t>(2)), "invalid service request code");
+  EXPECT_EQ(text(static_cast<X::transportType_t>(9)), "invalid transport type");
+  EXPECT_EQ(text(static_cast<X::packetType_t>(8)), "invalid packet type");
+  EXPECT_EQ(text(static_cast<X::identificationFieldType_t>(4)), "invalid type");
+  EXPECT_EQ(text(static_cast<X::slaveToMasterPid_t>(0xFB)), "DAQ_xxx");
+  EXPECT_EQ(text(X::S2M_ERR) + text(X::S2M_INVALID), "ERRINVALID");
+  EXPECT_EQ(text(static_cast<X::slaveToMasterPid_t>(0x100)), "invalid S2M PID");
+  EXPECT_EQ(text(static_cast<X::masterToSlavePid_t>(0xC0)) +
+                text(static_cast<X::masterToSlavePid_t>(0xBF)) +
+                text(static_cast<X::masterToSlavePid_t>(0x100)),
+            "CMD_xxxSTIM_xxxinvalid M2S PID");
+  EXPECT_EQ(text(X::UNIT_100PS) + text(static_cast<X::timeUnit_t>(13)), "100PS<unknown:13>");
+  EXPECT_EQ(text(X::ODT_GRANULARITY_DLONG), "DLONG");
+
+  const int expected[][2] = {{0xC6, -1}, {0xC7, -1}, {0xD3, 0},  {0xD7, 6},  {0xD8, 5},
+                             {0xDC, 7},  {0xDE, 1},  {0xE3, 0},  {0xE4, -1}, {0xF2, 5},
+                             {0xF4, -1}, {0xFA, 8},  {0xFC, -1}, {0xFD, 5},  {0xFF, 7}};
+  for (const auto& e : expected)
+    EXPECT_EQ(X::getMinResDataSize(static_cast<X::cmdCode_t>(e[0])), e[1]) << e[0];
+}

@@ -1,0 +1,60 @@
+// Drives TraceFileReader over an arbitrary stream read from a memfd.
+//
+// Input: one control byte, then the stream. Control bits 0..1: framing (V1, V1 without marker,
+// V2, V2 without marker); bit 2: keepRawData; bit 3: invalidHandling 1 instead of the initial
+// value. Checks: every byte is read, losses and records come in stream order without
+// overlapping, and each record prints and copies.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "FuzzSupport.h"
+#include "vxtrace/TraceFileReader.h"
+#include "vxtrace/vxtrace.h"
+
+namespace {
+int initialInvalidHandling;
+}
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  vxfuzz::silenceStandardStreams();
+  initialInvalidHandling = MessageBase::invalidHandling;
+  MessageBase::registerMessages();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
+  if (size == 0) return 0;
+  const uint8_t control = input[0];
+  const int fd = memfd_create("fuzz_reader", MFD_CLOEXEC);
+  if (fd < 0) vxfuzz::fail("memfd_create failed", nullptr);
+  if (size > 1 && ::write(fd, input + 1, size - 1) != static_cast<ssize_t>(size - 1))
+    vxfuzz::fail("memfd write failed", nullptr);
+  ::lseek(fd, 0, SEEK_SET);
+  MessageBase::invalidHandling = (control & 8) ? 1 : initialInvalidHandling;
+  {
+    TraceFileReader reader(fd, static_cast<TraceFileReader::framing_t>(control & 3));
+    reader.keepRawData = (control & 4) != 0;
+    uint64_t next = 0;  // nothing reported may start before this offset
+    reader.setLossHandler([&](const TraceFileReader::loss_t& loss) {
+      if (loss.offset < next || loss.length == 0 || loss.offset + loss.length > size - 1)
+        vxfuzz::fail("loss out of order, empty or beyond the input", nullptr);
+      next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset : loss.offset + loss.length;
+    });
+    while (std::unique_ptr<MessageBase> msg{reader.next()}) {
+      if (reader.recordOffset() < next || reader.recordOffset() >= size - 1)
+        vxfuzz::fail("record out of order or beyond the input", msg.get());
+      next = reader.recordOffset() + 1;
+      if (msg->rawBytes.size() > size - 1) vxfuzz::fail("raw bytes longer than the input", msg.get());
+      (void)msg->toString();
+      std::unique_ptr<MessageBase> copy(msg->clone());
+    }
+    if (reader.error() != 0) vxfuzz::fail("read error on a memfd", nullptr);
+    if (reader.counts().bytesRead != size - 1) vxfuzz::fail("not every byte was read", nullptr);
+  }
+  ::close(fd);
+  MessageBase::invalidHandling = initialInvalidHandling;
+  return 0;
+}
