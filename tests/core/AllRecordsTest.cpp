@@ -26,9 +26,12 @@ struct IdRow {
   int shortCause = 0;
   // Bit n set: the prefix of n bytes decodes although it is shorter than rejectBelow.
   uint32_t decodesBelow = 0;
+  // Where prefixes do not follow that rule: the cause, kNull or 0 (decodes) for n bytes.
+  int (*prefix)(unsigned n) = nullptr;
 };
 
 constexpr const char* kNone = "none";
+constexpr int kNull = -2;  // the creator yields no record
 #define TS "2020-09-13 12:26:40.123456"
 
 // clang-format off
@@ -84,9 +87,15 @@ const std::vector<IdRow>& idTable() {
     {28, "MSGID_UDS_REQUEST", kNone, {}},
     {29, "MSGID_UDS_RESPONSE", kNone, {}},
     {30, "MSGID_ECU_LOG", kNone, {}},
-    {31, "MSGID_PHY_STATUS", kNone, {}},
-    {32, "MSGID_PHY_STATUS_EXT", kNone, {}},
-    {128, "MSGID_SYSTEMMESSAGE", kNone, {}},
+    {31, "MSGID_PHY_STATUS", "PhyStatusMessage",
+     {31, "06 00 01 01 00 17 80 A0", TS "  PHY STATUS  | Ethernet #1, TJA1100: link up, 23=0x80a0", 20},
+     18, invalidLength},
+    {32, "MSGID_PHY_STATUS_EXT", "PhyStatusExtMessage",
+     {32, "06 01 00 03 00 00 00 01 00 00 00 01 00 01 00 04 00 00 00 00",
+      TS "  PHY STATUS  | Ethernet #2, BCM54810: link up [dev=1,reg=1,val=0x0004]", 32},
+     22, invalidLength},
+    {128, "MSGID_SYSTEMMESSAGE", "SystemMessage",
+     {128, "06 6F 6B", TS "  SYSTEM MSG  | [SUCCESS] ok", 15}, 15, invalidLength},
     {129, "MSGID_CONFIGURATIONDATA", "StringMessageBase<(msgid_t)129>",
      {129, "61 3D 31", TS "  SYS CONFIG  | a=1", 15}},
     {130, "MSGID_TIMEJUMP", "SimpleMessage<(msgid_t)130>", {130, "", TS "  TIME JUMP", 12}},
@@ -95,8 +104,10 @@ const std::vector<IdRow>& idTable() {
     {132, "MSGID_DATALOGGINGSTARTED", "SimpleMessage<(msgid_t)132>",
      {132, "", TS "  SYSTEM: DATALOGGING STARTED", 12}},
     {133, "MSGID_STARTUP", "SimpleMessage<(msgid_t)133>", {133, "", TS "  SYSTEM STARTUP", 12}},
-    {134, "MSGID_SHUTDOWN", kNone, {}},
-    {135, "MSGID_TEMPERATURE", kNone, {}},
+    {134, "MSGID_SHUTDOWN", "ShutDownMessage",
+     {134, "01 03", TS " SHUTDOWN | SD_REQUEST | urgent | XRL link up", 14}},
+    {135, "MSGID_TEMPERATURE", "TemperatureMessage",
+     {135, "FF FB", TS "  TEMPERATURE | -5 \xC2\xB0" "C ", 14}},
     {136, "MSGID_FILETIME", "FileTimeMessage",
      {136, "00 05 AF 31 07 A5 E2 40",
       TS "  FILE TIME   | Time = 0x5af3107a5e240 (1600000000123456) = " TS, 20}},
@@ -106,11 +117,18 @@ const std::vector<IdRow>& idTable() {
      {138, "55 54 43 2B 31", TS "  TIME ZONE   | UTC+1", 17}},
     {144, "MSGID_MOST_FUNCTION", kNone, {}},
     {145, "MSGID_BAP_FUNCTION", kNone, {}},
-    {146, "MSGID_LOST", kNone, {}},
+    {146, "MSGID_LOST", "LostMessage",
+     {146, "00 01 00 00 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 05",
+      TS "  LOST SEND   | [MOST150] [NET] Start time: 2020-09-13 12:26:40.1234 Stop time: "
+         "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 5", 36, vxtest::kDecodes, nullptr,
+      false}},
     {147, "MSGID_TESTTOOLS", kNone, {}},
     {148, "MSGID_METAINFO", "TraceFileMetaInfoMessage",
      {148, "01 05 55 54 43 2B 31", TS "  META INFO   | [TIME ZONE] UTC+1", 19}},
-    {149, "MSGID_LOST_EXT", kNone, {}},
+    {149, "MSGID_LOST_EXT", "LostExtMessage",
+     {149, "01 02 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 07",
+      TS "  LOST MSGS   | [CAN] [3] Start time: " TS " Stop time: 1970-01-01 00:00:00.000000 "
+         "Lost messages: 7", 34}},
     {253, "MSGID_WRAPPER", "WrapperMessage",
      {253, "0A 01 FF", TS "  WRAPPER     | 0A 01 FF", 15}, 14, invalidLength},
     {254, "MSGID_PADDING", "PaddingBytesMessage",
@@ -124,31 +142,47 @@ const std::vector<IdRow>& idTable() {
     {32772, "MSGID_VERSION", "StringMessageBase<(msgid_t)32772>",
      {32772, "31 2E 32", TS "  VERSION     | 1.2", 15}},
     {32773, "MSGID_GETTIME", "SimpleMessage<(msgid_t)32773>", {32773, "", TS "  GET TIME", 12}},
-    {32774, "MSGID_TIME", kNone, {}},
-    {32776, "MSGID_PING", kNone, {}},
-    {32783, "MSGID_PUSHBUTTON", kNone, {}},
+    {32774, "MSGID_TIME", "TimeMessage",
+     {32774, "00 05 AF 31 07 A5 E2 40", TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS " / ", 20},
+     0, 0, 0, [](unsigned n) { return n < 10 ? int(invalidLength) : n < 18 ? kNull : 0; }},
+    {32776, "MSGID_PING", "PingMessage",
+     {32776, "00 04 03 77 73 31", TS "  PING        | value = 4 [PING_NOTIFY], name = ws1", 18,
+      vxtest::kDecodes, nullptr, false}},
+    {32783, "MSGID_PUSHBUTTON", "PushButtonMessage",
+     {32783, "00 05 AF 31 07 A5 E2 40", TS "  PUSHBUTTON  | " TS, 20},
+     0, 0, 0, [](unsigned n) { return n == 14 || n >= 22 ? 0 : kNull; }},
     {32784, "MSGID_CASCADE", kNone, {}},
     {32786, "MSGID_CAN_PROXY", kNone, {}},
     {32787, "MSGID_BYTESTREAM", "StringMessageBase<(msgid_t)32787>",
      {32787, "41 FF 7F", TS "  BYTE STREAM | A\xFF\x7F", 15}},
     {32788, "MSGID_CAN_TRANSPORT", kNone, {}},
-    {32789, "MSGID_BUSLOAD", kNone, {}},
+    {32789, "MSGID_BUSLOAD", "BusLoadMessage",
+     {32789, "01 00 07", TS " BUS LOAD     | source = CAN, bus = 1, load = 007", 15}},
     {32792, "MSGID_CANSTARTSTOP", kNone, {}},
     {32796, "MSGID_ONLINESTREAMINGCONFIG", kNone, {}},
     {32800, "MSGID_START", "SimpleMessage<(msgid_t)32800>", {32800, "", TS "  START", 12}},
     {32801, "MSGID_STOP", "SimpleMessage<(msgid_t)32801>", {32801, "", TS "  STOP", 12}},
     {32802, "MSGID_CANLOAD", kNone, {}},
-    {32804, "MSGID_BUSLOADEXT", kNone, {}},
+    {32804, "MSGID_BUSLOADEXT", "BusLoadExtMessage",
+     {32804, "00 01 02 01 00 00 00 2A", TS "  BUS LOAD    | [STD] bus = CAN, channel=2, 42 %", 20},
+     22, invalidLength},
     {32805, "MSGID_LOGGER_IDENTIFICATION", kNone, {}},
-    {32806, "MSGID_SIGNAL", kNone, {}},
+    {32806, "MSGID_SIGNAL", "SignalMessage",
+     {32806, "01 61 00 01 56 01 31 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 00",
+      TS "  SIGNAL      | [name=a] [webappName=] [unit=V] [value=1] [window=1] [pos=2] [raw=3] "
+         "[phys=1.5] [descr=]", 40}},
     {32816, "MSGID_SSCCONFIG", kNone, {}},
     {32817, "MSGID_KEYBOARD", kNone, {}},
     {32819, "MSGID_MOSTRECMODE", kNone, {}},
     {32822, "MSGID_SBC", kNone, {}},
     {32823, "MSGID_NAS_IDENTIFICATION", kNone, {}},
-    {32824, "MSGID_NOTIFICATION", kNone, {}},
+    {32824, "MSGID_NOTIFICATION", "NotificationMessage",
+     {32824, "03 02 68 69 01 FF", TS " NOTIFICATION_MESSAGE | [type=3] hi; payload: ff", 18}},
     {32825, "MSGID_CLOUD", kNone, {}},
-    {32826, "MSGID_MOBILE_SERVICE", kNone, {}},
+    {32826, "MSGID_MOBILE_SERVICE", "MobileServiceMessage",
+     {32826, "03 6F 70 73 05 68 65 6C 6C 6F 00",
+      TS "  MobileService | receiver: ops; message: hello; serviceType: S_SMS", 23},
+     25, invalidLength},
     {32827, "MSGID_LSS", kNone, {}},
     {61440, "MSGID_VXP_CLIENT_REQUEST", kNone, {}},
     {61441, "MSGID_VXP_CLIENT_RESPONSE", kNone, {}},
@@ -213,16 +247,18 @@ TEST(AllRecords, EveryPrefixIsRejectedAsDocumentedOrDecodedWithinBounds) {
         SCOPED_TRACE(testing::Message() << row.name << " length " << n << " handling " << handling);
         std::unique_ptr<MessageBase> msg;
         ASSERT_NO_THROW(msg = vxtest::decodeExact(frame, n));
-        const bool rejected =
-            n < 4 || (n < row.rejectBelow && (n >= 32 || !(row.decodesBelow >> n & 1u)));
-        if (handling != 1) {
-          EXPECT_EQ(msg == nullptr, rejected);
+        int expected =
+            n < row.rejectBelow && (n >= 32 || !(row.decodesBelow >> n & 1u)) ? row.shortCause : 0;
+        if (row.prefix != nullptr) expected = row.prefix(static_cast<unsigned>(n));
+        if (n < 4) expected = invalidLength;
+        if (handling != 1 || expected == kNull) {
+          EXPECT_EQ(msg == nullptr, expected != 0);
         } else {
           ASSERT_NE(msg, nullptr);
           auto* inv = dynamic_cast<InvalidMessage*>(msg.get());
-          EXPECT_EQ(inv != nullptr, rejected);
+          EXPECT_EQ(inv != nullptr, expected != 0);
           if (inv != nullptr) {
-            EXPECT_EQ(inv->cause, n < 4 ? int(invalidLength) : row.shortCause);
+            EXPECT_EQ(inv->cause, expected);
           }
         }
         if (msg == nullptr) continue;

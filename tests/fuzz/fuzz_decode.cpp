@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include "FuzzSupport.h"
@@ -44,6 +45,8 @@ MessageBase* decode(const Entry* entry, const uint8_t* data, unsigned int length
   } catch (const BufferMismatchException&) {
   } catch (const VxSimpleException&) {
   } catch (const VXException&) {
+  } catch (const std::invalid_argument&) {  // the usage report's number parse reaches the caller
+  } catch (const std::out_of_range&) {
   }
   return nullptr;
 }

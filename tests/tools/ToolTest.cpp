@@ -389,6 +389,9 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
               return m.msgId == MSGID_ENDOFFILE || m.msgId == MSGID_FILETIME;
             }));
   EXPECT_EQ(countOf(r.out, "\n"), 2u);
+  r = run({"dump", trace, "--id", "MSGID_SYSTEMMESSAGE"});
+  EXPECT_EQ(r.out, texts(t, [](const MessageBase& m) { return m.msgId == MSGID_SYSTEMMESSAGE; }));
+  EXPECT_TRUE(Has(r.out, "  SYSTEM MSG  | [USAGE] "));
 
   r = run({"dump", trace, "--channel", "CAN #0"});
   EXPECT_EQ(r.out, texts(t, [](const MessageBase& m) { return m.getSourceChannel() == "CAN #0"; }));

@@ -2,16 +2,33 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 
+#include "vxtrace/BusLoadExtMessage.h"
+#include "vxtrace/BusLoadMessage.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/ContainerMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/LostExtMessage.h"
+#include "vxtrace/LostMessage.h"
 #include "vxtrace/MarkerMessage.h"
+#include "vxtrace/MobileServiceMessage.h"
+#include "vxtrace/NotificationMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
+#include "vxtrace/PhyStatusExtMessage.h"
+#include "vxtrace/PhyStatusMessage.h"
+#include "vxtrace/PingMessage.h"
+#include "vxtrace/PushButtonMessage.h"
+#include "vxtrace/ShutDownMessage.h"
+#include "vxtrace/SignalMessage.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"
+#include "vxtrace/SystemMessage.h"
+#include "vxtrace/SystemUsageMessage.h"
+#include "vxtrace/TemperatureMessage.h"
+#include "vxtrace/TimeMessage.h"
 #include "vxtrace/TraceFileMetaInfoMessage.h"
 #include "vxtrace/WrapperMessage.h"
 
@@ -95,7 +112,20 @@ struct TraceGenerator::Source {
     Padding,
     XcpSession,  // replays the XCP records of diagnosticSession, one at a time
     CcpSession,  // the same for its CCP records
-    Marker
+    Marker,
+    // The logger's reports about itself.
+    TimeList,  // with the bus loads of all channels and a decoded signal
+    SystemReport,
+    LostSend,
+    LostReceive,
+    Temperature,
+    Ping,
+    PhyStatus,
+    PhyStatusExt,
+    Shutdown,
+    PushButton,
+    Notification,
+    MobileService
   };
   Kind kind;
   uint8_t channel = 0;
@@ -190,6 +220,20 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   marker.first = 900 * kMs;
   marker.sporadic = true;
   sources_.push_back(marker);
+  // Status: time, bus loads and a signal every second, the rest now and then; the rarer ones
+  // appear from the third second on, so a default trace (about 14 s) holds every kind.
+  periodic(S::TimeList, 0, 0, CAN_TYPE_STANDARD, 0, 1000);
+  sporadic(S::SystemReport, 0, 2000, 100);
+  sporadic(S::LostReceive, 2, 20000, 6000);
+  sporadic(S::LostSend, 0, 60000, 9000);
+  sporadic(S::Temperature, 0, 10000, 4000);
+  sporadic(S::Ping, 0, 5000, 5000);
+  sporadic(S::PhyStatus, 0, 10000, 3000);
+  sporadic(S::PhyStatusExt, 1, 10000, 3200);
+  sporadic(S::Shutdown, 0, 60000, 11500);
+  sporadic(S::PushButton, 0, 90000, 10500);
+  sporadic(S::Notification, 0, 30000, 8000);
+  sporadic(S::MobileService, 0, 120000, 12500);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -205,7 +249,12 @@ std::unique_ptr<MessageBase> TraceGenerator::produce() {
     now_ = options_.startTime + produced_ * kMs;
     msg = makeHeader(produced_, now_);
   } else if (produced_ < bodyEnd) {
-    msg = makeBody();
+    if (pending_.empty()) {
+      msg = makeBody();
+    } else {
+      msg = std::move(pending_.front());
+      pending_.pop_front();
+    }
   } else {
     now_ += kMs;
     msg = makeFooter(produced_ - bodyEnd + (3 - footerCount_), now_);
@@ -337,8 +386,102 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     }
     case Source::Marker:
       return std::make_unique<MarkerMessage>(ts, static_cast<uint16_t>(s.counter), ts);
+    default:
+      return makeStatus(s, ts);
   }
   return nullptr;
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeStatus(Source& s, unsigned long long ts) {
+  // Typical loads of the four channels in percent.
+  static const uint8_t kLoad[] = {38, 12, 46, 3};
+  switch (s.kind) {
+    case Source::TimeList: {
+      // Once a second the logger writes its time, then the load of every channel and the
+      // speed it decodes, all in one go.
+      for (uint8_t ch = 0; ch < 4; ++ch) {
+        const uint8_t load = static_cast<uint8_t>(kLoad[ch] + rng_.below(5));
+        if (ch < 2) {
+          pending_.push_back(std::make_unique<BusLoadMessage>(
+              ts, ch == 0 ? BusLoadMessage::SRC_HSCAN : BusLoadMessage::SRC_LSCAN, ch, load));
+        } else {
+          auto m =
+              std::make_unique<BusLoadExtMessage>(ts, BusLoadExtMessage::BL_STD, BUSID_CAN, ch, 1);
+          m->values[0] = load;
+          pending_.push_back(std::move(m));
+        }
+      }
+      const uint32_t raw = 8000 + rng_.below(400);  // 0.01 km/h per bit
+      char text[16];
+      std::snprintf(text, sizeof text, "%u.%02u", raw / 100, raw % 100);
+      pending_.push_back(std::make_unique<SignalMessage>(ts, "VehicleSpeed", "speed", "km/h", text,
+                                                         1, 0, raw, raw / 100.0, "from 0x0C9"));
+      return std::make_unique<TimeMessage>(ts, std::vector<uint64_t>{ts});
+    }
+    case Source::SystemReport:
+      switch (s.counter % 4) {
+        case 1: {
+          SystemUsageMessage::devUsage_t usage[SystemUsageMessage::DEVICES];
+          usage[0] = {static_cast<uint8_t>(20 + rng_.below(30)), 255};  // CPU
+          usage[1] = {61, 255};                                         // RAM
+          usage[2] = {static_cast<uint8_t>(12 + rng_.below(3)), 40};    // storage, second card
+          return std::make_unique<SystemUsageMessage>(ts, usage);
+        }
+        case 2:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_LOGGER_STATUS,
+                                                 "recording;0");
+        case 3:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_WARNING,
+                                                 "storage: write rate above 80%");
+        default:
+          return std::make_unique<SystemMessage>(ts, SystemMessage::SM_INFO,
+                                                 "trace file 0001 opened");
+      }
+    case Source::LostSend:
+      return std::make_unique<LostMessage>(ts, LostMessage::FAILED_MOST150,
+                                           LostMessage::FAILED_SUB_CTRL, ts - 1000 * kMs, ts,
+                                           1 + rng_.below(3));
+    case Source::LostReceive:
+      return std::make_unique<LostExtMessage>(ts, BUSID_CAN, s.channel, ts - 1000 * kMs, ts,
+                                              1 + rng_.below(40));
+    case Source::Temperature:
+      return std::make_unique<TemperatureMessage>(ts, static_cast<int16_t>(41 + rng_.below(4)));
+    case Source::Ping:
+      return std::make_unique<PingMessage>(ts, PingMessage::PING_STANDARD, "vxtool");
+    case Source::PhyStatus:
+      return std::make_unique<PhyStatusMessage>(
+          ts, BUSID_ETHERNET, s.channel, PhyStatusMessage::PHY_TJA1100,
+          std::vector<std::pair<uint16_t, uint16_t>>{
+              {23, static_cast<uint16_t>(0x8000 | (5 + rng_.below(3)) << 5)},
+              {20, static_cast<uint16_t>(rng_.below(3))}});
+    case Source::PhyStatusExt: {
+      PhyStatusExtMessage::entry_t link, sqi;
+      link.dev = 1;
+      link.reg = 1;
+      link.value = 0x0004;
+      sqi.dev = 3;
+      sqi.reg = 23;
+      sqi.value = static_cast<uint16_t>((6 + rng_.below(2)) << 5);
+      return std::make_unique<PhyStatusExtMessage>(
+          ts, BUSID_ETHERNET, s.channel, PhyStatusMessage::PHY_MAR88Q2112,
+          std::vector<PhyStatusExtMessage::entry_t>{link, sqi});
+    }
+    case Source::Shutdown:
+      // A request the driver cancels by starting the engine again.
+      return std::make_unique<ShutDownMessage>(
+          ts, s.counter % 2 == 1 ? ShutDownMessage::SD_REQUEST : ShutDownMessage::SD_CANCEL, false,
+          true, false);
+    case Source::PushButton:
+      return std::make_unique<PushButtonMessage>(ts, ts - 20 * kMs);
+    case Source::Notification:
+      return std::make_unique<NotificationMessage>(ts, 2, "trigger 'brake-hard' fired",
+                                                   std::vector<uint8_t>{0x01});
+    case Source::MobileService:
+      return std::make_unique<MobileServiceMessage>(
+          ts, "fleet-ops@example.com", "trace 0001 closed", MobileServiceMessage::S_EMAIL);
+    default:
+      return nullptr;
+  }
 }
 
 void TraceGenerator::fillPayload(Source& s, uint8_t* data, unsigned int length) {

@@ -1,11 +1,14 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
 // (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
-// CCP calibration traffic), the session's status and text records, markers, meta information,
-// file time, padding, wrapped data and the end-of-file record; optionally with the bus records
-// bundled in containers. The same options give the same bytes on every host and every run.
+// CCP calibration traffic), the session's status and text records, the logger's reports about
+// itself (time every second, bus load per channel, a decoded signal, system reports, lost data,
+// PHY state and rarer events), markers, meta information, file time, padding, wrapped data and
+// the end-of-file record; optionally with the bus records bundled in containers. The same
+// options give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <queue>
 #include <string>
@@ -82,6 +85,7 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeFooter(uint64_t index, unsigned long long ts);
   std::unique_ptr<MessageBase> makeBody();
   std::unique_ptr<MessageBase> makeFromSource(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeStatus(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
@@ -96,7 +100,8 @@ class TraceGenerator {
   unsigned long long now_ = 0;
   uint32_t crc_ = 0;
   std::vector<std::unique_ptr<MessageBase>> xcpRecords_, ccpRecords_;
-  std::unique_ptr<MessageBase> held_;  // produced, ends a container, written next
+  std::unique_ptr<MessageBase> held_;                 // produced, ends a container, written next
+  std::deque<std::unique_ptr<MessageBase>> pending_;  // made together, written one by one
 };
 
 // The whole trace in memory (for fuzz corpora and tests).

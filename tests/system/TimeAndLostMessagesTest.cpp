@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "support/RecordCase.h"
+#include "support/RecordSupport.h"
+#include "support/TestSupport.h"
+#include "vxtrace/InvalidMessage.h"
+#include "vxtrace/LostExtMessage.h"
+#include "vxtrace/LostMessage.h"
+#include "vxtrace/TimeMessage.h"
+
+using vxtest::RecordCase;
+
+#define TS "2020-09-13 12:26:40.123456"
+#define TSB "00 05 AF 31 07 A5 E2 40 "
+#define T15 "00 00 00 00 00 16 E3 60 "  // 1.5 s
+#define ZERO8 "00 00 00 00 00 00 00 00 "
+
+TEST(TimeAndLostMessages, RecordTable) {
+  vxtest::RegistryGuard guard;
+  // clang-format off
+  const RecordCase rows[] = {
+    // The text fixes lower-case digits, also on an upper-case stream.
+    {32774, TSB "00 00 00 00 00 00 00 01",
+     TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS
+        " / 0x00000001 (1) = 1970-01-01 00:00:00.000001 / ", 28, vxtest::kDecodes, nullptr, true,
+     false},
+    // Four bytes beyond a whole time: the count rule reads a second time, cut short, as 0.
+    {32774, TSB "AA BB CC DD",
+     TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS
+        " / 0x00000000 (0) = 1970-01-01 00:00:00.000000 / ", 28, vxtest::kDecodes,
+     TSB ZERO8, true, false},
+    {146, "10 10 00 00 " T15 ZERO8 "00 00 01 00",
+     TS "  LOST SEND   | [FLEX] [FLEX] Start time: 1970-01-01 00:00:01.5000 Stop time: "
+        "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 256", 36, vxtest::kDecodes, nullptr,
+     false},
+    // Reserved bytes are not kept; unnamed kinds print as unknown.
+    {146, "05 07 FF FF " ZERO8 T15 "00 00 00 00",
+     TS "  LOST SEND   | [<unknown:5>] [<unknown:7>] Start time: 1970-01-01 00:00:00.0000 Stop "
+        "time: 1970-01-01 00:00:01.5000 Number of failed Send-Msg: 0", 36, vxtest::kDecodes,
+     "05 07 00 00 " ZERO8 T15 "00 00 00 00", false},
+    // A short frame reads its missing fields as 0.
+    {146, "02 03",
+     TS "  LOST SEND   | [MOST25] [MEP] Start time: 1970-01-01 00:00:00.0000 Stop time: "
+        "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 0", 36, vxtest::kDecodes,
+     "02 03 00 00 " ZERO8 ZERO8 "00 00 00 00", false},
+    {149, "14 00 " T15 TSB "FF FF FF FF",
+     TS "  LOST MSGS   | [WakeUpLine] [1] Start time: 1970-01-01 00:00:01.500000 Stop time: " TS
+        " Lost messages: 4294967295", 34},
+    {149, "15 FF " ZERO8 ZERO8 "00 00 00 01",
+     TS "  LOST MSGS   | [Unknown bus] [256] Start time: 1970-01-01 00:00:00.000000 Stop time: "
+        "1970-01-01 00:00:00.000000 Lost messages: 1", 34},
+    {149, "06",
+     TS "  LOST MSGS   | [Ethernet] [1] Start time: 1970-01-01 00:00:00.000000 Stop time: "
+        "1970-01-01 00:00:00.000000 Lost messages: 0", 34, vxtest::kDecodes,
+     "06 00 " ZERO8 ZERO8 "00 00 00 00"},
+  };
+  // clang-format on
+  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+}
+
+TEST(TimeAndLostMessages, TimeCountRuleRejectsWrappingLengthsAndYieldsNullWithoutATime) {
+  vxtest::RegistryGuard guard;
+  MessageBase::invalidHandling = 1;
+  const vxtest::Bytes frame = vxtest::frame(MSGID_TIME, 5, vxtest::hex(TSB TSB));
+  for (std::size_t n : {4u, 9u}) {
+    auto msg = vxtest::decodeExact(frame, n);
+    auto* inv = dynamic_cast<InvalidMessage*>(msg.get());
+    ASSERT_NE(inv, nullptr) << n;
+    EXPECT_EQ(invalidLength, inv->cause);
+  }
+  for (std::size_t n : {10u, 17u}) EXPECT_EQ(nullptr, vxtest::decodeExact(frame, n)) << n;
+  auto two = vxtest::decodeExact(frame, frame.size());
+  ASSERT_NE(dynamic_cast<TimeMessage*>(two.get()), nullptr);
+  EXPECT_EQ(2u, static_cast<TimeMessage&>(*two).times.size());
+}
+
+TEST(TimeAndLostMessages, LostRecordsNeverCompareEqualAndLostExtComparesFields) {
+  LostMessage lost(1, LostMessage::FAILED_MOST50, LostMessage::FAILED_SUB_CTRL, 2, 3, 4);
+  std::unique_ptr<MessageBase> copy(lost.clone());
+  EXPECT_FALSE(lost == lost);
+  EXPECT_FALSE(lost == *copy);
+
+  LostExtMessage ext(1, BUSID_CAN, 0, 2, 3, 4);
+  EXPECT_TRUE(ext == LostExtMessage(99, BUSID_CAN, 0, 2, 3, 4));
+  EXPECT_FALSE(ext == LostExtMessage(1, BUSID_CAN, 0, 2, 3, 5));
+  EXPECT_FALSE(ext == LostExtMessage(1, BUSID_LIN, 0, 2, 3, 4));
+  EXPECT_TRUE(TimeMessage(1, {5, 6}) == TimeMessage(2, {5, 6}));
+  EXPECT_FALSE(TimeMessage(1, {5, 6}) == TimeMessage(1, {6, 5}));
+}
