@@ -4,7 +4,11 @@
 
 void MessageBase::registerMessages() {
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_APIX_ASHELL, ApixShellMessage::readFromByteArray);
+  registerMessage(MSGID_ECL, ECLMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
+  registerMessage(MSGID_TTY, TTYTraceMessage::readFromByteArray);
+  registerMessage(MSGID_ECU_LOG, EcuLogMessage::readFromByteArray);
   registerMessage(MSGID_CONFIGURATIONDATA,
                   StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
   registerMessage(MSGID_TIMEJUMP, SimpleMessage<MSGID_TIMEJUMP>::readFromByteArray);
@@ -22,7 +26,13 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_GETVERSION, SimpleMessage<MSGID_GETVERSION>::readFromByteArray);
   registerMessage(MSGID_VERSION, StringMessageBase<MSGID_VERSION>::readFromByteArray);
   registerMessage(MSGID_GETTIME, SimpleMessage<MSGID_GETTIME>::readFromByteArray);
+  registerMessage(MSGID_CASCADE, CascadeMessage::readFromByteArray);
+  registerMessage(MSGID_CAN_PROXY, CANProxyTraceMessage::readFromByteArray);
   registerMessage(MSGID_BYTESTREAM, StringMessageBase<MSGID_BYTESTREAM>::readFromByteArray);
+  registerMessage(MSGID_CAN_TRANSPORT, CANTransportTraceMessage::readFromByteArray);
+  registerMessage(MSGID_CANSTARTSTOP, CANStartStopMessage::readFromByteArray);
   registerMessage(MSGID_START, SimpleMessage<MSGID_START>::readFromByteArray);
   registerMessage(MSGID_STOP, SimpleMessage<MSGID_STOP>::readFromByteArray);
+  registerMessage(MSGID_CANLOAD, CANLoadMessage::readFromByteArray);
+  registerMessage(MSGID_KEYBOARD, KeyboardMessage::readFromByteArray);
 }

@@ -1,5 +1,6 @@
 #pragma once
-// Big-endian loads and stores, byte by byte so they are right on any host.
+// Big-endian loads and stores, byte by byte so they are right on any host; the few
+// little-endian fields of the wire use the LE pair.
 #include <cstdint>
 
 namespace vxtrace::detail {
@@ -27,6 +28,17 @@ inline void storeBE32(uint8_t* p, uint32_t v) {
 inline void storeBE64(uint8_t* p, uint64_t v) {
   storeBE32(p, static_cast<uint32_t>(v >> 32));
   storeBE32(p + 4, static_cast<uint32_t>(v));
+}
+
+inline uint32_t loadLE32(const uint8_t* p) {
+  return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
+         (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
+}
+inline void storeLE32(uint8_t* p, uint32_t v) {
+  p[0] = static_cast<uint8_t>(v);
+  p[1] = static_cast<uint8_t>(v >> 8);
+  p[2] = static_cast<uint8_t>(v >> 16);
+  p[3] = static_cast<uint8_t>(v >> 24);
 }
 
 }  // namespace vxtrace::detail
