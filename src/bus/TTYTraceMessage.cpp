@@ -33,7 +33,8 @@ TTYTraceMessage::TTYTraceMessage(const unsigned char* data, unsigned int length)
   }
   proto = static_cast<ttyproto_t>(protoByte);
   // A data length beyond the frame is cut at the frame's end.
-  const std::size_t n = std::min<std::size_t>(in.be16(), in.remaining());
+  const uint16_t declared = in.be16();
+  const std::size_t n = std::min<std::size_t>(declared, in.remaining());
   const char* chars = reinterpret_cast<const char*>(in.bytes(n));
   if (chars != nullptr) assign(chars, n);
 }
