@@ -1,7 +1,10 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
-// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), the
-// session's status and text records, file time, padding, wrapped data and the end-of-file record.
+// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), CAN
+// load, proxy and start/stop records, front-panel keys, cascade sync, APIX link and ECL line
+// events, ECU-protocol log lines, two TTY consoles, the session's status and text records, file
+// time, padding, wrapped data and the end-of-file record. No CAN transport record: its time
+// stamp does not survive the round trip, so a trace holding one would lose its time order.
 // The same options give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
@@ -72,6 +75,7 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeFooter(uint64_t index, unsigned long long ts);
   std::unique_ptr<MessageBase> makeBody();
   std::unique_ptr<MessageBase> makeFromSource(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeInputRecord(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
