@@ -16,9 +16,10 @@ const vxtest::RecordCase kKeyboardCases[] = {
   {32817, "01 02", TS "  KEYBOARD    | code = F1, state = long pressed", 14},
   // Code 0 has no name but is accepted.
   {32817, "00 01", TS "  KEYBOARD    | code = <unknown:0>, state = pressed", 14},
-  {32817, "14 00", nullptr, -1, invalidEnumValue},
-  {32817, "01 04", nullptr, -1, invalidEnumValue},
-  {32817, "01", nullptr, -1, invalidLength},
+  {32817, "14 00", nullptr, -1, invalidEnumValue, nullptr, true, "keyCode_t=20"},
+  {32817, "FF 09", nullptr, -1, invalidEnumValue, nullptr, true, "keyCode_t=255"},
+  {32817, "13 04", nullptr, -1, invalidEnumValue, nullptr, true, "keyState_t=4"},
+  {32817, "01", nullptr, -1, invalidLength, nullptr, true, "KeyboardMessage too short"},
 };
 // clang-format on
 
@@ -27,29 +28,7 @@ TEST(KeyboardMessage, TableOfKeysStatesAndRejects) {
   for (const auto& c : kKeyboardCases) vxtest::checkRecordCase(c);
 }
 
-TEST(KeyboardMessage, RejectsNameTheEnumerationAndComparisonIgnoresTime) {
-  struct Reject {
-    const char* body;
-    int cause;
-    const char* text;
-    int value;
-  };
-  for (const Reject& r : {Reject{"14 00", invalidEnumValue, "keyCode_t", 20},
-                          Reject{"13 04", invalidEnumValue, "keyState_t", 4},
-                          Reject{"FF FF", invalidEnumValue, "keyCode_t", 255},
-                          Reject{"01", invalidLength, "KeyboardMessage too short", 0}}) {
-    const vxtest::Bytes f = vxtest::frame(MSGID_KEYBOARD, 1, vxtest::hex(r.body));
-    try {
-      KeyboardMessage m(f.data(), static_cast<unsigned int>(f.size()));
-      ADD_FAILURE() << r.body << " decoded";
-    } catch (const InvalidMessageException& e) {
-      EXPECT_EQ(e.cause, r.cause) << r.body;
-      EXPECT_EQ(e.text, r.text) << r.body;
-      if (r.cause == invalidEnumValue) {
-        EXPECT_EQ(e.value, r.value) << r.body;
-      }
-    }
-  }
+TEST(KeyboardMessage, ComparisonIgnoresTimeAndUnnamedValuesPrintAsUnknown) {
   EXPECT_TRUE(KeyboardMessage(1, KEY_UP, KEY_PRESSED) == KeyboardMessage(2, KEY_UP, KEY_PRESSED));
   EXPECT_FALSE(KeyboardMessage(1, KEY_UP, KEY_PRESSED) == KeyboardMessage(1, KEY_UP, KEY_RELEASED));
   std::ostringstream os;

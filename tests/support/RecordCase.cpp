@@ -47,6 +47,18 @@ void checkRecordCase(const RecordCase& c) {
     }
     MessageBase::invalidHandling = 6;
     EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
+    if (c.error != nullptr) {
+      const Bytes exact = frame;
+      try {
+        delete MessageBase::creators.at(static_cast<msgid_t>(c.id))(
+            exact.data(), static_cast<unsigned int>(exact.size()));
+        ADD_FAILURE() << "the creator did not throw";
+      } catch (const InvalidMessageException& e) {
+        std::string text = e.text;
+        if (e.cause == invalidEnumValue) text += "=" + std::to_string(e.value);
+        EXPECT_EQ(text, c.error);
+      }
+    }
     return;
   }
   ASSERT_EQ(invalid, nullptr) << msg->toString();

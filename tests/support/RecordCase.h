@@ -20,13 +20,16 @@ enum : int { kDecodes = 0, kThrows = -1, kNull = -2 };
 
 struct RecordCase {
   uint16_t id;
-  const char* body;   // hex; the frame is the header (kCaseTs, kCaseHeaderWord) and this body
-  const char* line;   // toString() of the record; for a reject, of the InvalidMessage
-  int size = -1;      // getSize() of the decoded record; -1 for a reject
+  const char* body;  // hex; the frame is the header (kCaseTs, kCaseHeaderWord) and this body
+  const char* line;  // toString() of the record; for a reject, of the InvalidMessage
+  int size = -1;     // getSize() of the decoded record; -1 for a reject
   int outcome = kDecodes;
   // Re-encoded frame when it differs from frame; "" when re-encoding is not checked.
   const char* written = nullptr;
   bool selfEqual = true;  // false for classes whose operator== is never true
+  // For a reject: the text of the creator's InvalidMessageException, followed by "=" and its
+  // value for a bad enumeration value ("keyCode_t=20"); nullptr when not checked.
+  const char* error = nullptr;
 };
 
 // The row's whole frame, from the size field on.
