@@ -5,12 +5,16 @@
 void MessageBase::registerMessages() {
   registerMessage(MSGID_MARKER, MarkerMessage::readFromByteArray);
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_APIX_ASHELL, ApixShellMessage::readFromByteArray);
+  registerMessage(MSGID_ECL, ECLMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
   registerMessage(MSGID_CONTAINER, ContainerMessage::readFromByteArray);
+  registerMessage(MSGID_TTY, TTYTraceMessage::readFromByteArray);
   registerMessage(MSGID_CCP_CRO, CCP_CRO_Message::readFromByteArray);
   registerMessage(MSGID_CCP_DTO, CCP_DTO_Message::readFromByteArray);
   registerMessage(MSGID_XCP, XCP_Message::readFromByteArray);
   // KWP2000 and UDS (26 to 29) stay unregistered on purpose: applications register them.
+  registerMessage(MSGID_ECU_LOG, EcuLogMessage::readFromByteArray);
   registerMessage(MSGID_PHY_STATUS, PhyStatusMessage::readFromByteArray);
   registerMessage(MSGID_PHY_STATUS_EXT, PhyStatusExtMessage::readFromByteArray);
   registerMessage(MSGID_SYSTEMMESSAGE, SystemMessage::readFromByteArray);
@@ -39,12 +43,18 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_TIME, TimeMessage::readFromByteArray);
   registerMessage(MSGID_PING, PingMessage::readFromByteArray);
   registerMessage(MSGID_PUSHBUTTON, PushButtonMessage::readFromByteArray);
+  registerMessage(MSGID_CASCADE, CascadeMessage::readFromByteArray);
+  registerMessage(MSGID_CAN_PROXY, CANProxyTraceMessage::readFromByteArray);
   registerMessage(MSGID_BYTESTREAM, StringMessageBase<MSGID_BYTESTREAM>::readFromByteArray);
+  registerMessage(MSGID_CAN_TRANSPORT, CANTransportTraceMessage::readFromByteArray);
   registerMessage(MSGID_BUSLOAD, BusLoadMessage::readFromByteArray);
+  registerMessage(MSGID_CANSTARTSTOP, CANStartStopMessage::readFromByteArray);
   registerMessage(MSGID_START, SimpleMessage<MSGID_START>::readFromByteArray);
   registerMessage(MSGID_STOP, SimpleMessage<MSGID_STOP>::readFromByteArray);
+  registerMessage(MSGID_CANLOAD, CANLoadMessage::readFromByteArray);
   registerMessage(MSGID_BUSLOADEXT, BusLoadExtMessage::readFromByteArray);
   registerMessage(MSGID_SIGNAL, SignalMessage::readFromByteArray);
+  registerMessage(MSGID_KEYBOARD, KeyboardMessage::readFromByteArray);
   registerMessage(MSGID_NOTIFICATION, NotificationMessage::readFromByteArray);
   registerMessage(MSGID_MOBILE_SERVICE, MobileServiceMessage::readFromByteArray);
 }

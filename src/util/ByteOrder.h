@@ -1,5 +1,6 @@
 #pragma once
-// Big-endian loads and stores, byte by byte so they are right on any host.
+// Big-endian loads and stores, byte by byte so they are right on any host; the few
+// little-endian fields of the wire use the LE pair.
 #include <cstdint>
 
 namespace vxtrace::detail {
@@ -34,6 +35,16 @@ inline uint16_t loadLE16(const uint8_t* p) { return static_cast<uint16_t>(p[0] |
 inline void storeLE16(uint8_t* p, uint16_t v) {
   p[0] = static_cast<uint8_t>(v);
   p[1] = static_cast<uint8_t>(v >> 8);
+}
+inline uint32_t loadLE32(const uint8_t* p) {
+  return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
+         (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
+}
+inline void storeLE32(uint8_t* p, uint32_t v) {
+  p[0] = static_cast<uint8_t>(v);
+  p[1] = static_cast<uint8_t>(v >> 8);
+  p[2] = static_cast<uint8_t>(v >> 16);
+  p[3] = static_cast<uint8_t>(v >> 24);
 }
 
 }  // namespace vxtrace::detail

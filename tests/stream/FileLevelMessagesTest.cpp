@@ -13,11 +13,11 @@ TEST(FileLevelMessages, TableOfFrames) {
   const RecordCase rows[] = {
       // The checksum prints in lower case whatever the stream says.
       {255, "DE AD BE EF", TS "  EOF         | CRC = 0xdeadbeef", 16, vxtest::kDecodes, nullptr,
-       true, false},
+       true, nullptr, false},
       {136, "00 00 00 12 34 56 78 9A",
        TS "  FILE TIME   | Time = 0x123456789a (78187493530) = 1970-01-01 21:43:07.493530", 20},
       // Byte runs print in upper case whatever the stream says; an empty run is an empty dump.
-      {253, "01 02 AB", TS "  WRAPPER     | 01 02 AB", 15, vxtest::kDecodes, nullptr, true,
+      {253, "01 02 AB", TS "  WRAPPER     | 01 02 AB", 15, vxtest::kDecodes, nullptr, true, nullptr,
        false},
       {254, "", TS "  PADDING     | ", 12},
       {254, "00 00 FF 10", TS "  PADDING     | 00 00 FF 10", 16},

@@ -14,19 +14,24 @@ constexpr unsigned long long kCaseTs = 1600000000123456ULL;
 constexpr uint16_t kCaseHeaderWord = 0x0102;
 
 // The decoder's answer for a row: it decodes, or it rejects with an InvalidMessage of this
-// cause (a null pointer when invalidHandling is not 1), or an exception reaches the caller.
-enum : int { kDecodes = 0, kThrows = -1 };
+// cause (a null pointer when invalidHandling is not 1), or an exception reaches the caller, or
+// the record's creator itself answers null whatever invalidHandling says.
+enum : int { kDecodes = 0, kThrows = -1, kNull = -2 };
 
 struct RecordCase {
   uint16_t id;
-  const char* body;   // hex; the frame is the header (kCaseTs, kCaseHeaderWord) and this body
-  const char* line;   // toString() of the record; for a reject, of the InvalidMessage
-  int size = -1;      // getSize() of the decoded record; -1 for a reject
+  const char* body;  // hex; the frame is the header (kCaseTs, kCaseHeaderWord) and this body
+  const char* line;  // toString() of the record; for a reject, of the InvalidMessage
+  int size = -1;     // getSize() of the decoded record; -1 for a reject
   int outcome = kDecodes;
-  // Body of the re-encoded frame when it differs from body; "" when re-encoding is not checked.
+  // Body of the re-encoded frame when it differs from body (or the whole frame, when its header
+  // is re-encoded differently too); "" when re-encoding is not checked.
   const char* written = nullptr;
   bool selfEqual = true;  // false for classes whose operator== is never true
-  bool caseOpen = true;   // false: the text fixes its digit case, an upper-case stream included
+  // For a reject: the text of the creator's InvalidMessageException, followed by "=" and its
+  // value for a bad enumeration value ("keyCode_t=20"); nullptr when not checked.
+  const char* error = nullptr;
+  bool caseOpen = true;  // false: the text fixes its digit case, an upper-case stream included
 };
 
 // The row's whole frame, from the size field on.

@@ -4,13 +4,20 @@
 #include <array>
 #include <cstdio>
 
+#include "vxtrace/ApixShellMessage.h"
 #include "vxtrace/BusLoadExtMessage.h"
 #include "vxtrace/BusLoadMessage.h"
 #include "vxtrace/CANExtTraceMessage.h"
+#include "vxtrace/CANLoadMessage.h"
+#include "vxtrace/CANProxyTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/CascadeMessage.h"
 #include "vxtrace/ContainerMessage.h"
+#include "vxtrace/ECLMessage.h"
+#include "vxtrace/EcuLogMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/KeyboardMessage.h"
 #include "vxtrace/LostExtMessage.h"
 #include "vxtrace/LostMessage.h"
 #include "vxtrace/MarkerMessage.h"
@@ -27,6 +34,7 @@
 #include "vxtrace/StringMessageBase.h"
 #include "vxtrace/SystemMessage.h"
 #include "vxtrace/SystemUsageMessage.h"
+#include "vxtrace/TTYTraceMessage.h"
 #include "vxtrace/TemperatureMessage.h"
 #include "vxtrace/TimeMessage.h"
 #include "vxtrace/TraceFileMetaInfoMessage.h"
@@ -60,6 +68,47 @@ const char* const kConsoleLines[] = {
     "power: KL15 on, 13.8 V",
     "trigger 'brake-hard' armed",
 };
+
+const char* const kAndroidLines[] = {
+    "I/ActivityManager: Start proc 2291:com.example.nav/u0a84",
+    "W/WifiHAL: scan results timed out",
+    "I/CarService: ignition state ON",
+    "D/AudioFlinger: mixer(0xe1c3) throttle end",
+};
+const char* const kModemLines[] = {
+    "+CREG: 1,\"4E2A\",\"0A3F21C\",7",
+    "LTE RRC: connection setup complete",
+    "+CSQ: 21,99",
+};
+
+struct EcuLine {
+  EcuLogMessage::ecuLogMsg_t type;
+  EcuLogMessage::protocolType_t protocol;
+  uint8_t channel;
+  const char* text;
+};
+const EcuLine kEcuLines[] = {
+    {EcuLogMessage::TX, EcuLogMessage::XCP, 0, "CONNECT mode 0"},
+    {EcuLogMessage::RX, EcuLogMessage::XCP, 0, "FF 1D C0 08 00 08 00 01 01"},
+    {EcuLogMessage::INFO, EcuLogMessage::XCP, 0, "DAQ list 0 started, 24 ODT entries"},
+    {EcuLogMessage::TX, EcuLogMessage::UDS, 0, "22 F1 90"},
+    {EcuLogMessage::RX, EcuLogMessage::UDS, 0, "62 F1 90 57 56 57 5A 5A 5A 31 4B 5A"},
+    {EcuLogMessage::WARNING, EcuLogMessage::CCP, 1, "DTO timeout, retry 1"},
+    {EcuLogMessage::ERROR, EcuLogMessage::OBD, 0, "mode 01 PID 0C: no response"},
+};
+
+// ECL line activity: wake-up, start, parameter and node pulses, trigger, result, stop.
+struct EclEvent {
+  ECLMessage::eclMsg_t type;
+  uint16_t value;
+};
+const EclEvent kEclEvents[] = {
+    {ECLMessage::ECL_WAKEUP, 1},  {ECLMessage::ECL_STWU, 0},   {ECLMessage::ECL_START, 1},
+    {ECLMessage::ECL_STP, 0x0C},  {ECLMessage::ECL_STR, 0x17}, {ECLMessage::ECL_TRIGGER, 3},
+    {ECLMessage::ECL_RESULT, 42}, {ECLMessage::ECL_STP, 0x03}, {ECLMessage::ECL_STOP, 0},
+};
+
+const keyCode_t kKeys[] = {KEY_F1, KEY_F2, KEY_UP, KEY_DOWN, KEY_ACCEPT, KEY_TRIGGER, KEY_STATUS};
 
 }  // namespace
 
@@ -125,7 +174,16 @@ struct TraceGenerator::Source {
     Shutdown,
     PushButton,
     Notification,
-    MobileService
+    MobileService,
+    CanProxy,  // MSGID_CAN_PROXY, the classic layout under its own identifier
+    CanLoad,
+    CanStartStop,
+    Keyboard,
+    Cascade,
+    Apix,
+    Ecl,
+    EcuLog,
+    Tty
   };
   Kind kind;
   uint8_t channel = 0;
@@ -234,6 +292,17 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::PushButton, 0, 90000, 10500);
   sporadic(S::Notification, 0, 30000, 8000);
   sporadic(S::MobileService, 0, 120000, 12500);
+  // Inputs and the logger's own bus, protocol and console records.
+  periodic(S::CanProxy, 0, 0x2F0, CAN_TYPE_STANDARD, 8, 250);
+  periodic(S::CanLoad, 0, 0, CAN_TYPE_STANDARD, 0, 1000);
+  periodic(S::Cascade, 0, 0, CAN_TYPE_STANDARD, 0, 1000);
+  sporadic(S::CanStartStop, 0, 60000, 100);
+  sporadic(S::Keyboard, 0, 1500, 300);
+  sporadic(S::Apix, 0, 2000, 450);
+  sporadic(S::Ecl, 0, 400, 150);
+  sporadic(S::EcuLog, 0, 300, 200);
+  sporadic(S::Tty, 0, 250, 100);
+  sporadic(S::Tty, 1, 700, 550);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -387,9 +456,82 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     case Source::Marker:
       return std::make_unique<MarkerMessage>(ts, static_cast<uint16_t>(s.counter), ts);
     default:
-      return makeStatus(s, ts);
+      // The logger's own reports come before the input kinds in Source::Kind.
+      return s.kind >= Source::CanProxy ? makeInputRecord(s, ts) : makeStatus(s, ts);
   }
-  return nullptr;
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeInputRecord(Source& s, unsigned long long ts) {
+  const uint32_t n = s.counter - 1;  // 0 for a source's first record
+  switch (s.kind) {
+    case Source::CanProxy: {
+      uint8_t data[8];
+      fillPayload(s, data, s.length);
+      return std::make_unique<CANProxyTraceMessage>(ts, s.channel, CAN_FRAME_STANDARD, 0, s.id,
+                                                    std::vector<uint8_t>(data, data + s.length));
+    }
+    case Source::CanLoad: {
+      // One second of the two classic channels: frame counts and about 7 bytes a frame.
+      auto msg = std::make_unique<CANLoadMessage>(ts);
+      msg->stdMsgCount0 = static_cast<uint16_t>(255 + rng_.below(10));
+      msg->stdDlcSum0 = static_cast<uint16_t>(msg->stdMsgCount0 * 7 + rng_.below(8));
+      msg->stdMsgCount1 = static_cast<uint16_t>(7 + rng_.below(3));
+      msg->stdDlcSum1 = static_cast<uint16_t>(msg->stdMsgCount1 * 3);
+      msg->extMsgCount1 = static_cast<uint16_t>(61 + rng_.below(3));
+      msg->extDlcSum1 = static_cast<uint16_t>(msg->extMsgCount1 * 8);
+      return msg;
+    }
+    case Source::CanStartStop: {
+      canInfo_t brake;
+      brake.channel = 0;
+      brake.canId = 0x1E5;
+      brake.dlc = 2;
+      brake.mask[1] = 0x80;
+      brake.value[1] = 0x80;
+      return std::make_unique<CANStartStopMessage>(ts, n % 2, std::vector<canInfo_t>{brake});
+    }
+    case Source::Keyboard: {
+      // Presses and releases alternate; every fifth press is a long one.
+      const keyCode_t key = kKeys[(n / 2) % (sizeof kKeys / sizeof kKeys[0])];
+      const keyState_t state = n % 2 == 1         ? KEY_RELEASED
+                               : (n / 2) % 5 == 4 ? KEY_LONG_PRESSED
+                                                  : KEY_PRESSED;
+      return std::make_unique<KeyboardMessage>(ts, key, state);
+    }
+    case Source::Cascade:
+      // The master's periodic sync: the cascade's clock was aligned a little before the record.
+      return std::make_unique<CascadeMessage>(ts, 1, ts - 1000 - rng_.below(500));
+    case Source::Apix: {
+      const uint32_t up = 0x1 | 0x200 | 0x400 | 0x40000;  // both directions operational
+      if (n % 7 == 6) return std::make_unique<ApixShellMessage>(ts, ApixShellMessage::KIND_DOWN, 0);
+      if (n % 7 == 0) return std::make_unique<ApixShellMessage>(ts, ApixShellMessage::KIND_UP, 0);
+      const uint32_t errors = rng_.chance(200) ? 0x80 : 0;  // an RX CRC error now and then
+      return std::make_unique<ApixShellMessage>(ts, ApixShellMessage::KIND_STATUS, up | errors);
+    }
+    case Source::Ecl: {
+      const EclEvent& e = kEclEvents[n % (sizeof kEclEvents / sizeof kEclEvents[0])];
+      // Coded pulses carry their duration in microseconds.
+      const uint32_t width = e.type >= ECLMessage::ECL_EWU ? 480 + rng_.below(40) : 0;
+      return std::make_unique<ECLMessage>(ts, e.type, e.value, width);
+    }
+    case Source::EcuLog: {
+      const EcuLine& l = kEcuLines[n % (sizeof kEcuLines / sizeof kEcuLines[0])];
+      return std::make_unique<EcuLogMessage>(ts, l.type, l.protocol, l.channel, l.text);
+    }
+    case Source::Tty: {
+      if (s.channel == 0) {
+        const char* line =
+            kAndroidLines[rng_.below(sizeof kAndroidLines / sizeof kAndroidLines[0])];
+        return std::make_unique<TTYTraceMessage>(ts, 0, TTYTraceMessage::TTY_ANDROIDGW,
+                                                 std::string(line) + "\n");
+      }
+      const char* line = kModemLines[rng_.below(sizeof kModemLines / sizeof kModemLines[0])];
+      return std::make_unique<TTYTraceMessage>(ts, 1, TTYTraceMessage::TTY_QXDM,
+                                               std::string(line) + "\r\n");
+    }
+    default:
+      return nullptr;
+  }
 }
 
 std::unique_ptr<MessageBase> TraceGenerator::makeStatus(Source& s, unsigned long long ts) {

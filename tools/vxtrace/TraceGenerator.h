@@ -1,11 +1,14 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
 // (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
-// CCP calibration traffic), the session's status and text records, the logger's reports about
-// itself (time every second, bus load per channel, a decoded signal, system reports, lost data,
-// PHY state and rarer events), markers, meta information, file time, padding, wrapped data and
-// the end-of-file record; optionally with the bus records bundled in containers. The same
-// options give the same bytes on every host and every run.
+// CCP calibration traffic), CAN load, proxy and start/stop records, front-panel keys, cascade
+// sync, APIX link and ECL line events, ECU-protocol log lines, two TTY consoles, the session's
+// status and text records, the logger's reports about itself (time every second, bus load per
+// channel, a decoded signal, system reports, lost data, PHY state and rarer events), markers,
+// meta information, file time, padding, wrapped data and the end-of-file record; optionally with
+// the bus records bundled in containers. No CAN transport record: its time stamp does not
+// survive the round trip, so a trace holding one would lose its time order. The same options
+// give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -86,6 +89,7 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeBody();
   std::unique_ptr<MessageBase> makeFromSource(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeStatus(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeInputRecord(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);

@@ -388,7 +388,8 @@ int runStats(const StatsArgs& a) {
   TraceReader reader(in.fd, in.name, options, &progress);
 
   std::map<uint16_t, uint64_t> perId;
-  std::map<uint64_t, std::pair<std::string, uint64_t>> perChannel;
+  // By key, then by name: records without a channel share the all-ones key but not one text.
+  std::map<std::pair<uint64_t, std::string>, uint64_t> perChannel;
   uint64_t timed = 0, contained = 0;
   unsigned long long first = 0, last = 0;
   const bool ok = reader.run([&](std::unique_ptr<MessageBase> frame) {
@@ -398,8 +399,7 @@ int runStats(const StatsArgs& a) {
       const MessageBase* msg = &rec;
       if (msg != frame.get()) ++contained;
       ++perId[msg->msgId];
-      auto& ch = perChannel[msg->getSourceChannelID()];
-      if (ch.second++ == 0) ch.first = msg->getSourceChannel();
+      ++perChannel[{msg->getSourceChannelID(), msg->getSourceChannel()}];
       if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
       if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
       return true;
@@ -440,8 +440,8 @@ int runStats(const StatsArgs& a) {
     }
     os << (perId.empty() ? "" : "\n  ") << "},\n  \"by_channel\": {";
     sep = "\n";
-    for (const auto& [key, entry] : perChannel) {
-      os << sep << "    " << jsonString(entry.first) << ": " << entry.second;
+    for (const auto& [key, n] : perChannel) {
+      os << sep << "    " << jsonString(key.second) << ": " << n;
       sep = ",\n";
     }
     os << (perChannel.empty() ? "" : "\n  ") << "}\n}\n";
@@ -470,9 +470,8 @@ int runStats(const StatsArgs& a) {
       os << line;
     }
     os << "\nRecords per source channel:\n";
-    for (const auto& [key, entry] : perChannel) {
-      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", entry.first.c_str(),
-                    entry.second);
+    for (const auto& [key, n] : perChannel) {
+      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", key.second.c_str(), n);
       os << line;
     }
   }
