@@ -4,6 +4,10 @@
 
 void MessageBase::registerMessages() {
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_ETHERNET_RX, EthernetTraceMessage_RX::readFromByteArray);
+  registerMessage(MSGID_FLEXRAY, FlexRayTraceMessage::readFromByteArray);
+  registerMessage(MSGID_LIN, LINTraceMessage::readFromByteArray);
+  registerMessage(MSGID_ETHERNET_TX, EthernetTraceMessage_TX::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
   registerMessage(MSGID_CONFIGURATIONDATA,
                   StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
