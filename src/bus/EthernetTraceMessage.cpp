@@ -76,9 +76,10 @@ EthernetTraceMessage::EthernetTraceMessage(msgid_t msgid, const unsigned char* b
     in.skip(3);
     miiStatus = in.u8();
     // The announced length, as far as the frame holds it.
-    const std::size_t n = std::min<std::size_t>(in.be16(), in.remaining());
+    const uint16_t announced = in.be16();
+    const std::size_t n = std::min<std::size_t>(announced, in.remaining());
     const uint8_t* p = in.bytes(n);
-    data.assign(p, p + n);
+    if (p != nullptr) data.assign(p, p + n);
     return;
   }
   if (protocol == ETH_PROTO_DLT) {
