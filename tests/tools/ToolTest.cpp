@@ -98,13 +98,14 @@ TEST_F(ToolTest, GeneratorIsDeterministicAndHoldsEveryRegisteredKind) {
   EXPECT_EQ(vxtrace::gen::crc32(0, check, sizeof check), 0xCBF43926u);  // the CRC-32 check value
 
   TraceOptions options;
-  options.records = 3000;
+  // Long enough for the rare CAN events among the LIN, FlexRay and Ethernet traffic.
+  options.records = 8000;
   options.seed = 8;
-  Trace t = makeTrace(3000, 7);
+  Trace t = makeTrace(8000, 7);
   EXPECT_NE(t.bytes, vxtrace::gen::generateTrace(options));
   options.seed = 7;
   EXPECT_EQ(t.bytes, vxtrace::gen::generateTrace(options));  // a second generator, same bytes
-  ASSERT_EQ(t.records.size(), 3000u);
+  ASSERT_EQ(t.records.size(), 8000u);
   // The end-of-file record closes the trace and carries the CRC-32 of all bytes before it.
   auto* eof = dynamic_cast<EofMessage*>(t.records.back().get());
   ASSERT_NE(eof, nullptr);
@@ -128,6 +129,30 @@ TEST_F(ToolTest, GeneratorIsDeterministicAndHoldsEveryRegisteredKind) {
     }
   }
   EXPECT_TRUE(classicError && ackError && brs && esi && tx && txReq);
+  // Ethernet frames carry valid IPv4 header checksums; some are VLAN-tagged, some sent.
+  bool vlan = false, sent = false;
+  int ipv4 = 0;
+  for (const auto& r : t.records) {
+    auto* eth = dynamic_cast<const EthernetTraceMessage*>(r.get());
+    if (eth == nullptr) continue;
+    const std::vector<uint8_t>& f = eth->data;
+    ASSERT_GE(f.size(), 60u);
+    sent |= r->msgId == MSGID_ETHERNET_TX;
+    std::size_t type = 12;
+    if (f[12] == 0x81 && f[13] == 0x00) {
+      vlan = true;
+      type = 16;
+    }
+    if (f[type] != 0x08 || f[type + 1] != 0x00) continue;
+    uint32_t sum = 0;
+    for (std::size_t i = type + 2; i < type + 22; i += 2) {
+      sum += static_cast<uint32_t>(f[i] << 8 | f[i + 1]);
+    }
+    while (sum >> 16) sum = (sum & 0xFFFF) + (sum >> 16);
+    EXPECT_EQ(sum, 0xFFFFu);
+    ++ipv4;
+  }
+  EXPECT_TRUE(vlan && sent && ipv4 > 0);
   for (const auto& entry : MessageBase::creators)
     EXPECT_TRUE(kinds.count(entry.first)) << "no record of registered kind " << entry.first;
 

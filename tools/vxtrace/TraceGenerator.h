@@ -1,6 +1,8 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
-// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), the
+// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), a LIN
+// schedule table at 19.2 kbit/s, FlexRay static-segment frames every cycle, raw Ethernet frames
+// (ARP, IPv4/UDP with real checksums, some VLAN-tagged, some sent by the logger), the
 // session's status and text records, file time, padding, wrapped data and the end-of-file record.
 // The same options give the same bytes on every host and every run.
 #include <cstddef>
@@ -74,6 +76,9 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeFromSource(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeLinFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeFlexRayFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeEthernetFrame(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
 
   TraceOptions options_;
