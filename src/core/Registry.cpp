@@ -5,6 +5,10 @@
 void MessageBase::registerMessages() {
   registerMessage(MSGID_MARKER, MarkerMessage::readFromByteArray);
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_ETHERNET_RX, EthernetTraceMessage_RX::readFromByteArray);
+  registerMessage(MSGID_FLEXRAY, FlexRayTraceMessage::readFromByteArray);
+  registerMessage(MSGID_LIN, LINTraceMessage::readFromByteArray);
+  registerMessage(MSGID_ETHERNET_TX, EthernetTraceMessage_TX::readFromByteArray);
   registerMessage(MSGID_APIX_ASHELL, ApixShellMessage::readFromByteArray);
   registerMessage(MSGID_ECL, ECLMessage::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);

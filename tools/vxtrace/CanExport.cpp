@@ -5,7 +5,9 @@
 
 #include "util/Hex.h"
 #include "vxtrace/CANExtTraceMessage.h"
+#include "vxtrace/BusId.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/EthernetTraceMessage.h"
 
 namespace vxtrace::cli {
 
@@ -30,6 +32,10 @@ constexpr uint8_t kFdEsi = 0x02;
 constexpr uint8_t kFdFdf = 0x04;  // marks a CAN FD frame in the SocketCAN header
 
 constexpr uint16_t kLinktypeSocketCan = 227;
+constexpr uint16_t kLinktypeEthernet = 1;
+// Direction bits of an enhanced packet block's flags.
+constexpr uint32_t kEpbInbound = 1;
+constexpr uint32_t kEpbOutbound = 2;
 
 bool isFdLength(unsigned n) {
   return n <= 8 || n == 12 || n == 16 || n == 20 || n == 24 || n == 32 || n == 48 || n == 64;
@@ -151,6 +157,15 @@ CanExporter::CanExporter(std::FILE* file, Format format) : file_(file), format_(
 }
 
 void CanExporter::add(const MessageBase& msg) {
+  const auto* eth = dynamic_cast<const EthernetTraceMessage*>(&msg);
+  if (format_ == Pcapng && eth != nullptr && eth->protocol == ETH_PROTO_RAW) {
+    const uint32_t iface = pcapngInterface(static_cast<uint32_t>(BUSID_ETHERNET) << 8 | eth->channel,
+                                           kLinktypeEthernet, "eth" + std::to_string(eth->channel));
+    writePcapngPacket(iface, msg.timeStamp, eth->data,
+                      msg.msgId == MSGID_ETHERNET_TX ? kEpbOutbound : kEpbInbound);
+    ++written_;
+    return;
+  }
   SocketCanFrame f;
   if (const char* reason = toSocketCan(msg, f)) {
     ++skipped_[reason];
@@ -199,26 +214,30 @@ void CanExporter::writePcapngHeader() {
   std::fwrite(b.data(), 1, b.size(), file_);
 }
 
+uint32_t CanExporter::pcapngInterface(uint32_t key, uint16_t linkType, const std::string& name) {
+  auto it = interfaces_.find(key);
+  if (it != interfaces_.end()) return it->second;
+  std::vector<uint8_t> b;
+  putLE32(b, 1);  // interface description block
+  putLE32(b, 0);
+  putLE16(b, linkType);
+  putLE16(b, 0);
+  putLE32(b, 0);  // no snapshot limit
+  putLE16(b, 2);  // if_name
+  putLE16(b, static_cast<uint16_t>(name.size()));
+  b.insert(b.end(), name.begin(), name.end());
+  pad4(b);
+  putLE32(b, 0);  // end of options
+  finishBlock(b);
+  std::fwrite(b.data(), 1, b.size(), file_);
+  const uint32_t id = static_cast<uint32_t>(interfaces_.size());
+  interfaces_.emplace(key, id);
+  return id;
+}
+
 void CanExporter::writePcapngFrame(const SocketCanFrame& f) {
-  auto it = interfaces_.find(f.channel);
-  if (it == interfaces_.end()) {
-    // One interface per logger channel, described where it is first used.
-    std::vector<uint8_t> b;
-    putLE32(b, 1);  // interface description block
-    putLE32(b, 0);
-    putLE16(b, kLinktypeSocketCan);
-    putLE16(b, 0);
-    putLE32(b, 0);  // no snapshot limit
-    const std::string name = "can" + std::to_string(f.channel);
-    putLE16(b, 2);  // if_name
-    putLE16(b, static_cast<uint16_t>(name.size()));
-    b.insert(b.end(), name.begin(), name.end());
-    pad4(b);
-    putLE32(b, 0);  // end of options
-    finishBlock(b);
-    std::fwrite(b.data(), 1, b.size(), file_);
-    it = interfaces_.emplace(f.channel, static_cast<uint32_t>(interfaces_.size())).first;
-  }
+  const uint32_t iface = pcapngInterface(static_cast<uint32_t>(BUSID_CAN) << 8 | f.channel,
+                                         kLinktypeSocketCan, "can" + std::to_string(f.channel));
   // SocketCAN frame: big-endian can_id, length, FD flags, two reserved bytes, data padded to
   // the frame's full size (16 bytes classic, 72 bytes FD) as the kernel hands it out.
   std::vector<uint8_t> packet;
@@ -229,17 +248,27 @@ void CanExporter::writePcapngFrame(const SocketCanFrame& f) {
   packet.push_back(0);
   packet.insert(packet.end(), f.data, f.data + f.length);
   packet.resize(f.fd ? 72 : 16, 0);
+  writePcapngPacket(iface, f.timeStamp, packet, 0);
+}
 
+void CanExporter::writePcapngPacket(uint32_t iface, unsigned long long timeStamp,
+                                    const std::vector<uint8_t>& packet, uint32_t flags) {
   std::vector<uint8_t> b;
   putLE32(b, 6);  // enhanced packet block
   putLE32(b, 0);
-  putLE32(b, it->second);
-  putLE32(b, static_cast<uint32_t>(f.timeStamp >> 32));  // microseconds (default resolution)
-  putLE32(b, static_cast<uint32_t>(f.timeStamp));
+  putLE32(b, iface);
+  putLE32(b, static_cast<uint32_t>(timeStamp >> 32));  // microseconds (default resolution)
+  putLE32(b, static_cast<uint32_t>(timeStamp));
   putLE32(b, static_cast<uint32_t>(packet.size()));
   putLE32(b, static_cast<uint32_t>(packet.size()));
   b.insert(b.end(), packet.begin(), packet.end());
   pad4(b);
+  if (flags != 0) {
+    putLE16(b, 2);  // epb_flags
+    putLE16(b, 4);
+    putLE32(b, flags);
+    putLE32(b, 0);  // end of options
+  }
   finishBlock(b);
   std::fwrite(b.data(), 1, b.size(), file_);
 }

@@ -1,10 +1,12 @@
 #pragma once
 // CAN and CAN FD records in the formats of the Linux CAN tools: the candump log format and
-// pcapng with the SocketCAN link type.
+// pcapng with the SocketCAN link type. In pcapng, Ethernet records that hold a whole frame go
+// beside them on Ethernet interfaces, sent frames flagged outbound.
 #include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "vxtrace/MessageBase.h"
 
@@ -42,12 +44,17 @@ class CanExporter {
   void writeCandump(const SocketCanFrame& f);
   void writePcapngHeader();
   void writePcapngFrame(const SocketCanFrame& f);
+  // Interface id of a logger channel, described on first use.
+  uint32_t pcapngInterface(uint32_t key, uint16_t linkType, const std::string& name);
+  void writePcapngPacket(uint32_t iface, unsigned long long timeStamp,
+                         const std::vector<uint8_t>& packet, uint32_t flags);
 
   std::FILE* file_;
   Format format_;
   uint64_t written_ = 0;
   std::map<std::string, uint64_t> skipped_;
-  std::map<unsigned, uint32_t> interfaces_;  // CAN channel -> pcapng interface id
+  // (bus << 8 | logger channel) -> pcapng interface id
+  std::map<uint32_t, uint32_t> interfaces_;
 };
 
 }  // namespace vxtrace::cli

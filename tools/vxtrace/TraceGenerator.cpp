@@ -16,6 +16,10 @@
 #include "vxtrace/ECLMessage.h"
 #include "vxtrace/EcuLogMessage.h"
 #include "vxtrace/EofMessage.h"
+#include "vxtrace/EthernetTraceMessage_RX.h"
+#include "vxtrace/EthernetTraceMessage_TX.h"
+#include "vxtrace/FlexRayTraceMessage.h"
+#include "vxtrace/LINTraceMessage.h"
 #include "vxtrace/FileTimeMessage.h"
 #include "vxtrace/KeyboardMessage.h"
 #include "vxtrace/LostExtMessage.h"
@@ -109,6 +113,24 @@ const EclEvent kEclEvents[] = {
 };
 
 const keyCode_t kKeys[] = {KEY_F1, KEY_F2, KEY_UP, KEY_DOWN, KEY_ACCEPT, KEY_TRIGGER, KEY_STATUS};
+constexpr uint16_t kLinBitTime = 52;  // microseconds per bit at 19.2 kbit/s
+
+// One's-complement sum of 16-bit big-endian words, as IPv4 and UDP checksums use it.
+uint32_t onesSum(uint32_t sum, const uint8_t* p, std::size_t n) {
+  for (std::size_t i = 0; i + 1 < n; i += 2) sum += static_cast<uint32_t>(p[i] << 8 | p[i + 1]);
+  if (n & 1) sum += static_cast<uint32_t>(p[n - 1] << 8);
+  return sum;
+}
+
+uint16_t foldSum(uint32_t sum) {
+  while (sum >> 16) sum = (sum & 0xFFFF) + (sum >> 16);
+  return static_cast<uint16_t>(~sum);
+}
+
+void put16(std::vector<uint8_t>& v, uint32_t x) {
+  v.push_back(static_cast<uint8_t>(x >> 8));
+  v.push_back(static_cast<uint8_t>(x));
+}
 
 }  // namespace
 
@@ -183,7 +205,12 @@ struct TraceGenerator::Source {
     Apix,
     Ecl,
     EcuLog,
-    Tty
+    Tty,
+    LinFrame,    // id: LIN identifier, length: data bytes
+    LinWakeUp,
+    FlexRayFrame,  // id: slot, length: payload words, channel: interface and letter (bit 0 = B)
+    EthArp,
+    EthUdp  // id: UDP destination port, length: UDP payload bytes
   };
   Kind kind;
   uint8_t channel = 0;
@@ -196,6 +223,8 @@ struct TraceGenerator::Source {
   unsigned long long first = 0;   // offset of the first occurrence from the body's start
   bool sporadic = false;          // interval uniform in [period/2, 3*period/2]
   uint32_t counter = 0;
+  bool tx = false;    // Ethernet: sent by the logger
+  bool vlan = false;  // Ethernet: 802.1Q tag
 };
 
 TraceGenerator::TraceGenerator(const TraceOptions& options)
@@ -256,6 +285,27 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   periodic(S::ExtFrame, 3, 0x7DF, CAN_TYPE_STANDARD, 8, 2000, false, CAN_FRAME_TXMESSAGE);
   periodic(S::ExtFrame, 3, 0x7E8, CAN_TYPE_STANDARD, 8, 2000);
   periodic(S::ExtFrame, 3, 0x7E0, CAN_TYPE_STANDARD, 8, 5000, false, CAN_FRAME_TXREQUEST);
+  // lin0: a body-domain schedule table at 19.2 kbit/s, slots 10-20 ms apart; a wake-up now and
+  // then.
+  periodic(S::LinFrame, 0, 0x10, CAN_TYPE_STANDARD, 8, 10);
+  periodic(S::LinFrame, 0, 0x21, CAN_TYPE_STANDARD, 4, 20);
+  periodic(S::LinFrame, 0, 0x3C, CAN_TYPE_STANDARD, 8, 20);
+  periodic(S::LinFrame, 0, 0x05, CAN_TYPE_STANDARD, 2, 10);
+  sporadic(S::LinWakeUp, 0, 20000, 700);
+  // flexray0: 5 ms cycle, static slots on channel A, one on B.
+  periodic(S::FlexRayFrame, 0, 3, CAN_TYPE_STANDARD, 8, 5);
+  periodic(S::FlexRayFrame, 0, 17, CAN_TYPE_STANDARD, 16, 5);
+  periodic(S::FlexRayFrame, 1, 17, CAN_TYPE_STANDARD, 16, 5);
+  periodic(S::FlexRayFrame, 0, 42, CAN_TYPE_STANDARD, 4, 5);
+  // eth0/eth1: service traffic and address resolution; the logger sends on eth1.
+  periodic(S::EthUdp, 0, 30490, CAN_TYPE_STANDARD, 24, 10);
+  periodic(S::EthUdp, 0, 30501, CAN_TYPE_STANDARD, 64, 50);
+  sources_.back().vlan = true;
+  periodic(S::EthUdp, 1, 13400, CAN_TYPE_STANDARD, 12, 100);
+  sources_.back().tx = true;
+  sporadic(S::EthArp, 0, 1000, 100);
+  sporadic(S::EthArp, 1, 2000, 150);
+  sources_.back().tx = true;
   // Logger records, all within the first second so that short traces hold every kind.
   sporadic(S::ByteStream, 0, 3000, 250);
   sporadic(S::Wrapper, 0, 5000, 350);
@@ -336,7 +386,17 @@ bool TraceGenerator::next(std::vector<uint8_t>& out, std::unique_ptr<MessageBase
   std::unique_ptr<MessageBase> msg = held_ ? std::move(held_) : produce();
   if (!msg) return false;
   auto isBus = [](const MessageBase& m) {
-    return m.msgId == MSGID_CAN || m.msgId == MSGID_CAN_EXT;
+    switch (m.msgId) {
+      case MSGID_CAN:
+      case MSGID_CAN_EXT:
+      case MSGID_LIN:
+      case MSGID_FLEXRAY:
+      case MSGID_ETHERNET_RX:
+      case MSGID_ETHERNET_TX:
+        return true;
+      default:
+        return false;
+    }
   };
   if (options_.containers != Containers::None && isBus(*msg)) {
     std::vector<std::unique_ptr<MessageBase>> batch;
@@ -455,6 +515,17 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     }
     case Source::Marker:
       return std::make_unique<MarkerMessage>(ts, static_cast<uint16_t>(s.counter), ts);
+    case Source::LinFrame:
+      return makeLinFrame(s, ts);
+    case Source::LinWakeUp:
+      // A pulse of 250..5000 us, as a transceiver reports it.
+      return std::make_unique<LINTraceMessage>(
+          LINTraceMessage::wakeUpPulse(ts, s.channel, kLinBitTime, 250 + rng_.below(4751)));
+    case Source::FlexRayFrame:
+      return makeFlexRayFrame(s, ts);
+    case Source::EthArp:
+    case Source::EthUdp:
+      return makeEthernetFrame(s, ts);
     default:
       // The logger's own reports come before the input kinds in Source::Kind.
       return s.kind >= Source::CanProxy ? makeInputRecord(s, ts) : makeStatus(s, ts);
@@ -686,6 +757,119 @@ std::unique_ptr<MessageBase> TraceGenerator::makeErrorFrame(Source& s, unsigned 
   if ((f.type == CAN_TYPE_FD_STD || f.type == CAN_TYPE_FD_EXT) && f.brs) state |= kBrs;
   return std::make_unique<CANExtTraceMessage>(ts, s.channel, CAN_FRAME_ERROR, state, f.type, f.id,
                                               data, f.length);
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeLinFrame(Source& s, unsigned long long ts) {
+  // Protected identifier (two parity bits) and the enhanced checksum over it and the data.
+  const uint8_t id = static_cast<uint8_t>(s.id & 0x3F);
+  const auto bit = [id](int n) { return (id >> n) & 1; };
+  const uint8_t p0 = static_cast<uint8_t>(bit(0) ^ bit(1) ^ bit(2) ^ bit(4));
+  const uint8_t p1 = static_cast<uint8_t>(!(bit(1) ^ bit(3) ^ bit(4) ^ bit(5)));
+  const uint8_t pid = static_cast<uint8_t>(id | p0 << 6 | p1 << 7);
+  std::vector<uint8_t> data(s.length + 1u);
+  fillPayload(s, data.data(), s.length);
+  unsigned int sum = pid;
+  for (unsigned int i = 0; i < s.length; ++i) {
+    sum += data[i];
+    if (sum > 0xFF) sum -= 0xFF;
+  }
+  data[s.length] = static_cast<uint8_t>(~sum);
+  // Break 13 bits, delimiter 1, header 34 bits; each response byte 10 bits plus some space.
+  const uint16_t header = 34 * kLinBitTime;
+  const uint16_t response = static_cast<uint16_t>((data.size() * 10 + rng_.below(4)) * kLinBitTime);
+  return std::make_unique<LINTraceMessage>(ts, s.channel, id, data, kLinBitTime,
+                                           static_cast<uint16_t>(header + response),
+                                           13 * kLinBitTime, kLinBitTime, header);
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeFlexRayFrame(Source& s, unsigned long long ts) {
+  std::vector<uint8_t> bytes(s.length * 2u);
+  fillPayload(s, bytes.data(), static_cast<unsigned int>(bytes.size()));
+  std::vector<uint16_t> words(s.length);
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    words[i] = static_cast<uint16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+  }
+  // Header CRC (11 bits, polynomial 0x385, initial 0x1A) over sync and startup bits (0), the
+  // slot and the payload length.
+  const uint32_t covered = (s.id & 0x7FFu) << 7 | (s.length & 0x7Fu);
+  uint16_t hcrc = 0x1A;
+  for (int i = 19; i >= 0; --i) {
+    const bool in = ((covered >> i) & 1) != 0;
+    const bool top = (hcrc & 0x400) != 0;
+    hcrc = static_cast<uint16_t>((hcrc << 1) & 0x7FF);
+    if (in != top) hcrc ^= 0x385;
+  }
+  return std::make_unique<FlexRayTraceMessage>(ts, FlexRayTraceMessage::STATUS_FRAME_DATA,
+                                               hcrc & 0x7FF, 0, static_cast<uint16_t>(s.id),
+                                               s.channel, static_cast<uint8_t>(s.counter % 64),
+                                               words);
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeEthernetFrame(Source& s, unsigned long long ts) {
+  const uint8_t host = static_cast<uint8_t>(s.tx ? 0x10 : 0x20 + s.channel);
+  const uint8_t peer = static_cast<uint8_t>(0x30 + (s.id & 0x0F));
+  const uint8_t macHost[6] = {0x02, 0x00, 0x5E, 0x10, 0x00, host};
+  const uint8_t macPeer[6] = {0x02, 0x00, 0x5E, 0x10, 0x00, peer};
+  const uint8_t ipHost[4] = {192, 168, 10, host};
+  const uint8_t ipPeer[4] = {192, 168, 10, peer};
+  std::vector<uint8_t> f;
+  const bool arp = s.kind == Source::EthArp;
+  if (arp) {
+    f.insert(f.end(), 6, 0xFF);  // a request goes to everyone
+  } else {
+    f.insert(f.end(), macPeer, macPeer + 6);
+  }
+  f.insert(f.end(), macHost, macHost + 6);
+  if (s.vlan) {
+    put16(f, 0x8100);
+    put16(f, 3u << 13 | 20);  // priority 3, VLAN 20
+  }
+  if (arp) {
+    put16(f, 0x0806);
+    put16(f, 1);       // Ethernet
+    put16(f, 0x0800);  // IPv4
+    f.push_back(6);
+    f.push_back(4);
+    put16(f, 1);  // request
+    f.insert(f.end(), macHost, macHost + 6);
+    f.insert(f.end(), ipHost, ipHost + 4);
+    f.insert(f.end(), 6, 0);
+    f.insert(f.end(), ipPeer, ipPeer + 4);
+  } else {
+    std::vector<uint8_t> payload(s.length);
+    fillPayload(s, payload.data(), s.length);
+    const uint16_t udpLength = static_cast<uint16_t>(8 + payload.size());
+    put16(f, 0x0800);
+    const std::size_t ip = f.size();
+    f.push_back(0x45);
+    f.push_back(0);
+    put16(f, 20u + udpLength);
+    put16(f, s.counter & 0xFFFF);  // identification
+    put16(f, 0x4000);              // don't fragment
+    f.push_back(64);
+    f.push_back(17);  // UDP
+    put16(f, 0);
+    f.insert(f.end(), ipHost, ipHost + 4);
+    f.insert(f.end(), ipPeer, ipPeer + 4);
+    const uint16_t ipSum = foldSum(onesSum(0, f.data() + ip, 20));
+    f[ip + 10] = static_cast<uint8_t>(ipSum >> 8);
+    f[ip + 11] = static_cast<uint8_t>(ipSum);
+    const std::size_t udp = f.size();
+    put16(f, 49152u + (s.id & 0xFF));
+    put16(f, s.id);
+    put16(f, udpLength);
+    put16(f, 0);
+    f.insert(f.end(), payload.begin(), payload.end());
+    // Pseudo-header: addresses, protocol, UDP length.
+    uint32_t sum = onesSum(0, f.data() + ip + 12, 8) + 17 + udpLength;
+    uint16_t udpSum = foldSum(onesSum(sum, f.data() + udp, udpLength));
+    if (udpSum == 0) udpSum = 0xFFFF;
+    f[udp + 6] = static_cast<uint8_t>(udpSum >> 8);
+    f[udp + 7] = static_cast<uint8_t>(udpSum);
+  }
+  if (f.size() < 60) f.resize(60, 0);  // minimum frame without the FCS
+  if (s.tx) return std::make_unique<EthernetTraceMessage_TX>(ts, s.channel, ETH_PROTO_RAW, f);
+  return std::make_unique<EthernetTraceMessage_RX>(ts, s.channel, ETH_PROTO_RAW, f);
 }
 
 std::vector<uint8_t> generateTrace(const TraceOptions& options) {

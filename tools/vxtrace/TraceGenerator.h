@@ -1,14 +1,16 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
 // (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
-// CCP calibration traffic), CAN load, proxy and start/stop records, front-panel keys, cascade
-// sync, APIX link and ECL line events, ECU-protocol log lines, two TTY consoles, the session's
-// status and text records, the logger's reports about itself (time every second, bus load per
-// channel, a decoded signal, system reports, lost data, PHY state and rarer events), markers,
-// meta information, file time, padding, wrapped data and the end-of-file record; optionally with
-// the bus records bundled in containers. No CAN transport record: its time stamp does not
-// survive the round trip, so a trace holding one would lose its time order. The same options
-// give the same bytes on every host and every run.
+// CCP calibration traffic), a LIN schedule table at 19.2 kbit/s, FlexRay static-segment frames
+// every cycle, raw Ethernet frames (ARP, IPv4/UDP with real checksums, some VLAN-tagged, some
+// sent by the logger), CAN load, proxy and start/stop records, front-panel keys, cascade sync,
+// APIX link and ECL line events, ECU-protocol log lines, two TTY consoles, the session's status
+// and text records, the logger's reports about itself (time every second, bus load per channel,
+// a decoded signal, system reports, lost data, PHY state and rarer events), markers, meta
+// information, file time, padding, wrapped data and the end-of-file record; optionally with the
+// bus records bundled in containers. No CAN transport record: its time stamp does not survive the
+// round trip, so a trace holding one would lose its time order. The same options give the same
+// bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -92,6 +94,9 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeInputRecord(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeLinFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeFlexRayFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeEthernetFrame(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
 
   TraceOptions options_;
