@@ -4,6 +4,7 @@
 
 void MessageBase::registerMessages() {
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_MOST, MOSTTraceMessageBase::readFromByteArray);
   registerMessage(MSGID_CAN_EXT, CANExtTraceMessage::readFromByteArray);
   registerMessage(MSGID_CONFIGURATIONDATA,
                   StringMessageBase<MSGID_CONFIGURATIONDATA>::readFromByteArray);
