@@ -24,6 +24,9 @@ struct IdRow {
   // decode. 0: every prefix decodes, its missing bytes read as 0.
   unsigned rejectBelow = 0;
   int shortCause = 0;
+  // Prefixes (4 bytes or more) shorter than this give no message at all, whatever
+  // invalidHandling says.
+  unsigned nullBelow = 0;
 };
 
 constexpr const char* kNone = "none";
@@ -35,7 +38,11 @@ const std::vector<IdRow>& idTable() {
     {0, "MSGID_MARKER", kNone, {}},
     {1, "MSGID_CAN", "CANTraceMessage",
      {1, "02 00 00 02 01 23 AA BB", TS "  CAN #3      | Rx   123  2 aa bb", 20}},
-    {2, "MSGID_MOST", kNone, {}},
+    {2, "MSGID_MOST", "MOSTTraceControlMessage",
+     {2, "00 00 01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00"
+         " 00 00",
+      TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
+     48, invalidLength, 16},
     {3, "MSGID_SERIAL", kNone, {}},
     {4, "MSGID_ETHERNET_RX", kNone, {}},
     {5, "MSGID_FLEXRAY", kNone, {}},
@@ -193,6 +200,10 @@ TEST(AllRecords, EveryPrefixIsRejectedAsDocumentedOrDecodedWithinBounds) {
         SCOPED_TRACE(testing::Message() << row.name << " length " << n << " handling " << handling);
         std::unique_ptr<MessageBase> msg;
         ASSERT_NO_THROW(msg = vxtest::decodeExact(frame, n));
+        if (n >= 4 && n < row.nullBelow) {
+          EXPECT_EQ(msg, nullptr);
+          continue;
+        }
         const bool rejected = n < 4 || n < row.rejectBelow;
         if (handling != 1) {
           EXPECT_EQ(msg == nullptr, rejected);
