@@ -112,6 +112,7 @@ TEST_F(ToolTest, GeneratorIsDeterministicAndHoldsEveryRegisteredKind) {
 
   std::set<int> kinds;
   bool classicError = false, ackError = false, brs = false, esi = false, tx = false, txReq = false;
+  bool mostControl = false, mostAsynch = false;
   unsigned long long previous = 0;
   for (const auto& r : t.records) {
     kinds.insert(r->msgId);
@@ -126,8 +127,11 @@ TEST_F(ToolTest, GeneratorIsDeterministicAndHoldsEveryRegisteredKind) {
       tx |= can->frame == CAN_FRAME_TXMESSAGE;
       txReq |= can->frame == CAN_FRAME_TXREQUEST;
     }
+    mostControl |= dynamic_cast<const MOSTTraceControlMessage*>(r.get()) != nullptr;
+    mostAsynch |= dynamic_cast<const MOSTTraceAsynchMessage*>(r.get()) != nullptr;
   }
   EXPECT_TRUE(classicError && ackError && brs && esi && tx && txReq);
+  EXPECT_TRUE(mostControl && mostAsynch);
   for (const auto& entry : MessageBase::creators)
     EXPECT_TRUE(kinds.count(entry.first)) << "no record of registered kind " << entry.first;
 

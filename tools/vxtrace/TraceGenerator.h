@@ -1,7 +1,7 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
-// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), the
-// session's status and text records, file time, padding, wrapped data and the end-of-file record.
+// (periodic frames at realistic rates with jitter, error frames, frames the logger sent), MOST
+// control and asynchronous traffic on one ring, the session's status and text records, file time, padding, wrapped data and the end-of-file record.
 // The same options give the same bytes on every host and every run.
 #include <cstddef>
 #include <cstdint>
@@ -74,6 +74,7 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeFromSource(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeCanFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeErrorFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeMost(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
 
   TraceOptions options_;
