@@ -193,3 +193,28 @@ TEST(MOSTTraceMessages, FieldConstructorsAndAccessorsWorkOnTheRawBytes) {
   EXPECT_EQ(hex("00 0E 00 02 00 00 00 00 00 00 00 00 00 00 00 20"), vxtest::serialise(b));
   EXPECT_EQ("1970-01-01 00:00:00.000000  MOST CTRL   | [WRONG_PARITY]", b.toString());
 }
+
+TEST(MOSTTraceMessages, ComparisonSeesClassAndBytesAndAHandShortenedPacketStaysInBounds) {
+  const Bytes frameBytes = hex(CTRL);
+  MOSTTraceControlMessage c(7, 0, frameBytes.data());
+  MOSTTraceControlMessage changed = c;
+  changed.frame[31] = 1;
+  EXPECT_FALSE(c == changed);
+  changed = c;
+  changed.flags = 0x40;
+  EXPECT_FALSE(c == changed);
+  EXPECT_FALSE(c == MOSTTraceStatusMessage(7, 0, frameBytes.data()));
+  EXPECT_TRUE(c == MOSTTraceControlMessage(7, 0, frameBytes.data()));
+
+  // The packet vector is public: cut below its header, accessors read 0, setters do nothing,
+  // and printing and writing never reach past its end; missing bytes go out as zeros.
+  const Bytes packet = hex("05 01 23 01 04 56 AA BB 11 22");
+  MOSTTraceAsynchMessage a(0, 0, packet.data(), 10);
+  a.packet.resize(2);
+  a.setSourceAddress(0x1234);
+  EXPECT_EQ(0, a.getSourceAddress());
+  EXPECT_EQ(0, a.getTargetAddress());
+  EXPECT_EQ("1970-01-01 00:00:00.000000  MOST ASYNCH | [0000 -> 0000] . 02 ()", a.toString());
+  EXPECT_EQ(hex("00 18 00 02 00 00 00 00 00 00 00 00 00 00 80 00 05 01 00 00 00 00 00 00 00 00"),
+            vxtest::serialise(a));
+}
