@@ -24,10 +24,10 @@ class VXTRACE_API MOSTTraceControlMessage : public MOSTTraceControlMessageBase {
 
   uint8_t getFBlockID() const;
   uint8_t getInstID() const;
-  uint16_t getFktID() const;   // 12 bits
-  uint8_t getOPType() const;   // 4 bits
-  uint8_t getTelID() const;    // 4 bits
-  uint8_t getTelLen() const;   // 4 bits: telegram bytes from frame byte 14
+  uint16_t getFktID() const;  // 12 bits
+  uint8_t getOPType() const;  // 4 bits
+  uint8_t getTelID() const;   // 4 bits
+  uint8_t getTelLen() const;  // 4 bits: telegram bytes from frame byte 14
   const uint8_t* getTelData() const;
 };
 

@@ -10,7 +10,8 @@
 class VXTRACE_API MOSTTraceSynchAllocMapMessage : public MOSTTraceSynchMessageBase {
  public:
   // body: every byte after the flag byte, sub-type at its offset 4 included.
-  MOSTTraceSynchAllocMapMessage(unsigned long long timeStamp, uint8_t flags, const std::vector<uint8_t>& body);
+  MOSTTraceSynchAllocMapMessage(unsigned long long timeStamp, uint8_t flags,
+                                const std::vector<uint8_t>& body);
   MOSTTraceSynchAllocMapMessage(const unsigned char* data, unsigned int length);
   ~MOSTTraceSynchAllocMapMessage() override;
 

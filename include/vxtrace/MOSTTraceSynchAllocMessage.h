@@ -10,7 +10,8 @@
 class VXTRACE_API MOSTTraceSynchAllocMessage : public MOSTTraceSynchMessageBase {
  public:
   // body: every byte after the flag byte, sub-type at its offset 4 included.
-  MOSTTraceSynchAllocMessage(unsigned long long timeStamp, uint8_t flags, const std::vector<uint8_t>& body);
+  MOSTTraceSynchAllocMessage(unsigned long long timeStamp, uint8_t flags,
+                             const std::vector<uint8_t>& body);
   MOSTTraceSynchAllocMessage(const unsigned char* data, unsigned int length);
   ~MOSTTraceSynchAllocMessage() override;
 

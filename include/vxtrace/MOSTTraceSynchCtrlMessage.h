@@ -10,7 +10,8 @@
 class VXTRACE_API MOSTTraceSynchCtrlMessage : public MOSTTraceSynchMessageBase {
  public:
   // body: every byte after the flag byte, sub-type at its offset 4 included.
-  MOSTTraceSynchCtrlMessage(unsigned long long timeStamp, uint8_t flags, const std::vector<uint8_t>& body);
+  MOSTTraceSynchCtrlMessage(unsigned long long timeStamp, uint8_t flags,
+                            const std::vector<uint8_t>& body);
   MOSTTraceSynchCtrlMessage(const unsigned char* data, unsigned int length);
   ~MOSTTraceSynchCtrlMessage() override;
 

@@ -10,7 +10,8 @@
 class VXTRACE_API MOSTTraceSynchDataMessage : public MOSTTraceSynchMessageBase {
  public:
   // body: every byte after the flag byte, sub-type at its offset 4 included.
-  MOSTTraceSynchDataMessage(unsigned long long timeStamp, uint8_t flags, const std::vector<uint8_t>& body);
+  MOSTTraceSynchDataMessage(unsigned long long timeStamp, uint8_t flags,
+                            const std::vector<uint8_t>& body);
   MOSTTraceSynchDataMessage(const unsigned char* data, unsigned int length);
   ~MOSTTraceSynchDataMessage() override;
 

@@ -10,7 +10,8 @@
 class VXTRACE_API MOSTTraceSynchTriggerMessage : public MOSTTraceSynchMessageBase {
  public:
   // body: every byte after the flag byte, sub-type at its offset 4 included.
-  MOSTTraceSynchTriggerMessage(unsigned long long timeStamp, uint8_t flags, const std::vector<uint8_t>& body);
+  MOSTTraceSynchTriggerMessage(unsigned long long timeStamp, uint8_t flags,
+                               const std::vector<uint8_t>& body);
   MOSTTraceSynchTriggerMessage(const unsigned char* data, unsigned int length);
   ~MOSTTraceSynchTriggerMessage() override;
 

@@ -7,9 +7,8 @@
 
 using namespace vxtrace::detail;
 
-MOSTTraceControlMessageBase::MOSTTraceControlMessageBase(unsigned long long ts,
-                                                         mostmsgType_t type_, uint8_t flags_,
-                                                         const uint8_t* frameBytes)
+MOSTTraceControlMessageBase::MOSTTraceControlMessageBase(unsigned long long ts, mostmsgType_t type_,
+                                                         uint8_t flags_, const uint8_t* frameBytes)
     : MOSTTraceMessageBase(ts, type_, flags_) {
   std::memcpy(frame, frameBytes, sizeof frame);
 }
@@ -30,10 +29,11 @@ VXTRACE_RECORD_TEXT(MOSTTraceControlMessageBase)
 
 unsigned int MOSTTraceControlMessageBase::writeToByteArray(unsigned char*& out, unsigned int room,
                                                            bool withSync) const {
-  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
-           writeMostHead(w, *this);
-           w.bytes(frame, sizeof frame);
-         }) == 0
+  return writeRecord(*this, out, room, withSync,
+                     [&](ByteWriter& w) {
+                       writeMostHead(w, *this);
+                       w.bytes(frame, sizeof frame);
+                     }) == 0
              ? 0
              : getSize();
 }
@@ -58,13 +58,9 @@ void MOSTTraceControlMessageBase::print(std::ostream& os) const {
   }
 }
 
-unsigned short MOSTTraceControlMessageBase::getTargetAddress() const {
-  return loadBE16(frame + 4);
-}
+unsigned short MOSTTraceControlMessageBase::getTargetAddress() const { return loadBE16(frame + 4); }
 
-unsigned short MOSTTraceControlMessageBase::getSourceAddress() const {
-  return loadBE16(frame + 6);
-}
+unsigned short MOSTTraceControlMessageBase::getSourceAddress() const { return loadBE16(frame + 6); }
 
 void MOSTTraceControlMessageBase::setTargetAddress(unsigned short address) {
   storeBE16(frame + 4, address);

@@ -81,10 +81,12 @@ MOSTTraceMessageBase::MOSTTraceMessageBase(unsigned long long ts, mostmsgType_t 
 MOSTTraceMessageBase::~MOSTTraceMessageBase() = default;
 
 const char* MOSTTraceMessageBase::typeClassName(uint8_t t) {
-  static const char* const kControl[] = {
-      "MOSTTraceControlMessage",          "MOSTTraceControlRemoteReadMessage",
-      "MOSTTraceControlRemoteWriteMessage", "MOSTTraceControlAllocMessage",
-      "MOSTTraceControlDeallocMessage",   "MOSTTraceControlRemoteGetSourceMessage"};
+  static const char* const kControl[] = {"MOSTTraceControlMessage",
+                                         "MOSTTraceControlRemoteReadMessage",
+                                         "MOSTTraceControlRemoteWriteMessage",
+                                         "MOSTTraceControlAllocMessage",
+                                         "MOSTTraceControlDeallocMessage",
+                                         "MOSTTraceControlRemoteGetSourceMessage"};
   if (t < sizeof kControl / sizeof kControl[0]) return kControl[t];
   switch (t) {
     case MOST_TYPE_ASYNCH:
@@ -148,8 +150,7 @@ VXTRACE_RECORD_TEXT(MOSTTraceMessageBase)
 
 unsigned int MOSTTraceMessageBase::writeToByteArray(unsigned char*& out, unsigned int room,
                                                     bool withSync) const {
-  return writeRecord(*this, out, room, withSync,
-                     [&](ByteWriter& w) { writeMostHead(w, *this); });
+  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) { writeMostHead(w, *this); });
 }
 
 unsigned int MOSTTraceMessageBase::getSize() const { return 14; }

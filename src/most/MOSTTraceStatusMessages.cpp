@@ -35,10 +35,11 @@ VXTRACE_RECORD_MEMBERS(MOSTTraceStatusMessage)
 
 unsigned int MOSTTraceStatusMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                       bool withSync) const {
-  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
-           writeMostHead(w, *this);
-           w.bytes(frame, sizeof frame);
-         }) == 0
+  return writeRecord(*this, out, room, withSync,
+                     [&](ByteWriter& w) {
+                       writeMostHead(w, *this);
+                       w.bytes(frame, sizeof frame);
+                     }) == 0
              ? 0
              : getSize();
 }
@@ -74,8 +75,7 @@ void MOSTTraceStatusMessage::print(std::ostream& os) const {
   if (*sep == '\0') os << "[reserved for future use]";
 }
 
-MOSTTraceAllocationMapMessage::MOSTTraceAllocationMapMessage(unsigned long long ts,
-                                                             uint8_t flags_,
+MOSTTraceAllocationMapMessage::MOSTTraceAllocationMapMessage(unsigned long long ts, uint8_t flags_,
                                                              const uint8_t* mapBytes)
     : MOSTTraceMessageBase(ts, MOST_TYPE_ALLOCATION_MAP, flags_) {
   std::memcpy(map, mapBytes, sizeof map);
@@ -94,13 +94,13 @@ MOSTTraceAllocationMapMessage::~MOSTTraceAllocationMapMessage() = default;
 
 VXTRACE_RECORD_MEMBERS(MOSTTraceAllocationMapMessage)
 
-unsigned int MOSTTraceAllocationMapMessage::writeToByteArray(unsigned char*& out,
-                                                             unsigned int room,
+unsigned int MOSTTraceAllocationMapMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                              bool withSync) const {
-  return writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
-           writeMostHead(w, *this);
-           w.bytes(map, sizeof map);
-         }) == 0
+  return writeRecord(*this, out, room, withSync,
+                     [&](ByteWriter& w) {
+                       writeMostHead(w, *this);
+                       w.bytes(map, sizeof map);
+                     }) == 0
              ? 0
              : getSize();
 }
@@ -125,14 +125,14 @@ namespace {
 // Checks a packet before it is kept; the diagnostics and their double blanks are long-standing.
 void checkAsynchPacket(const unsigned char* packet, unsigned int length) {
   if (length < 6) {
-    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec
-              << length << ", AMO_DATA =  " << 6 << std::endl;
+    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
+              << ", AMO_DATA =  " << 6 << std::endl;
     throw BufferMismatchException("MOSTTraceAsynchMessage message too short");
   }
   const unsigned int needed = 4u * packet[3] + 6;
   if (length < needed) {
-    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec
-              << length << ", getSize() =  " << needed << std::endl;
+    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
+              << ", getSize() =  " << needed << std::endl;
     throw BufferMismatchException("MOSTTraceAsynchMessage message too short");
   }
 }
@@ -196,8 +196,8 @@ void MOSTTraceAsynchMessage::print(std::ostream& os) const {
   RecordLine line(os, *this);
   printLead(os);
   os << std::hex << std::uppercase << std::setfill('0') << " [" << std::setw(4)
-     << getSourceAddress() << " -> " << std::setw(4) << getTargetAddress() << "] . "
-     << std::setw(2) << dataLength << " (";
+     << getSourceAddress() << " -> " << std::setw(4) << getTargetAddress() << "] . " << std::setw(2)
+     << dataLength << " (";
   // Bounded by the packet in case it was shortened by hand.
   const std::size_t end = std::min<std::size_t>(packet.size(), 6u + dataLength);
   if (end > 6) dumpData(os, packet.data() + 6, packet.data() + end);

@@ -13,8 +13,7 @@ MOSTTraceSynchMessageBase::MOSTTraceSynchMessageBase(unsigned long long ts, uint
                                                      const std::vector<uint8_t>& body_)
     : MOSTTraceMessageBase(ts, MOST_TYPE_SYNCH, flags_), body(body_) {}
 
-MOSTTraceSynchMessageBase::MOSTTraceSynchMessageBase(const unsigned char* data,
-                                                     unsigned int length)
+MOSTTraceSynchMessageBase::MOSTTraceSynchMessageBase(const unsigned char* data, unsigned int length)
     : MOSTTraceMessageBase(0, MOST_TYPE_SYNCH, 0) {
   ByteReader in(data, length);
   readMostHead(in, *this);
@@ -53,7 +52,8 @@ void MOSTTraceSynchMessageBase::print(std::ostream& os) const {
 
 uint8_t MOSTTraceSynchMessageBase::getSubType() const { return body.size() > 4 ? body[4] : 0; }
 
-MOSTTraceSynchDataMessage::MOSTTraceSynchDataMessage(unsigned long long ts, uint8_t flags_, const std::vector<uint8_t>& body_)
+MOSTTraceSynchDataMessage::MOSTTraceSynchDataMessage(unsigned long long ts, uint8_t flags_,
+                                                     const std::vector<uint8_t>& body_)
     : MOSTTraceSynchMessageBase(ts, flags_, body_) {}
 MOSTTraceSynchDataMessage::MOSTTraceSynchDataMessage(const unsigned char* data, unsigned int length)
     : MOSTTraceSynchMessageBase(data, length) {}
@@ -61,15 +61,18 @@ MOSTTraceSynchDataMessage::~MOSTTraceSynchDataMessage() = default;
 const char* MOSTTraceSynchDataMessage::className() const { return "MOSTTraceSynchDataMessage"; }
 VXTRACE_RECORD_MEMBERS(MOSTTraceSynchDataMessage)
 
-MOSTTraceSynchAllocMessage::MOSTTraceSynchAllocMessage(unsigned long long ts, uint8_t flags_, const std::vector<uint8_t>& body_)
+MOSTTraceSynchAllocMessage::MOSTTraceSynchAllocMessage(unsigned long long ts, uint8_t flags_,
+                                                       const std::vector<uint8_t>& body_)
     : MOSTTraceSynchMessageBase(ts, flags_, body_) {}
-MOSTTraceSynchAllocMessage::MOSTTraceSynchAllocMessage(const unsigned char* data, unsigned int length)
+MOSTTraceSynchAllocMessage::MOSTTraceSynchAllocMessage(const unsigned char* data,
+                                                       unsigned int length)
     : MOSTTraceSynchMessageBase(data, length) {}
 MOSTTraceSynchAllocMessage::~MOSTTraceSynchAllocMessage() = default;
 const char* MOSTTraceSynchAllocMessage::className() const { return "MOSTTraceSynchAllocMessage"; }
 VXTRACE_RECORD_MEMBERS(MOSTTraceSynchAllocMessage)
 
-MOSTTraceSynchCtrlMessage::MOSTTraceSynchCtrlMessage(unsigned long long ts, uint8_t flags_, const std::vector<uint8_t>& body_)
+MOSTTraceSynchCtrlMessage::MOSTTraceSynchCtrlMessage(unsigned long long ts, uint8_t flags_,
+                                                     const std::vector<uint8_t>& body_)
     : MOSTTraceSynchMessageBase(ts, flags_, body_) {}
 MOSTTraceSynchCtrlMessage::MOSTTraceSynchCtrlMessage(const unsigned char* data, unsigned int length)
     : MOSTTraceSynchMessageBase(data, length) {}
@@ -77,18 +80,26 @@ MOSTTraceSynchCtrlMessage::~MOSTTraceSynchCtrlMessage() = default;
 const char* MOSTTraceSynchCtrlMessage::className() const { return "MOSTTraceSynchCtrlMessage"; }
 VXTRACE_RECORD_MEMBERS(MOSTTraceSynchCtrlMessage)
 
-MOSTTraceSynchTriggerMessage::MOSTTraceSynchTriggerMessage(unsigned long long ts, uint8_t flags_, const std::vector<uint8_t>& body_)
+MOSTTraceSynchTriggerMessage::MOSTTraceSynchTriggerMessage(unsigned long long ts, uint8_t flags_,
+                                                           const std::vector<uint8_t>& body_)
     : MOSTTraceSynchMessageBase(ts, flags_, body_) {}
-MOSTTraceSynchTriggerMessage::MOSTTraceSynchTriggerMessage(const unsigned char* data, unsigned int length)
+MOSTTraceSynchTriggerMessage::MOSTTraceSynchTriggerMessage(const unsigned char* data,
+                                                           unsigned int length)
     : MOSTTraceSynchMessageBase(data, length) {}
 MOSTTraceSynchTriggerMessage::~MOSTTraceSynchTriggerMessage() = default;
-const char* MOSTTraceSynchTriggerMessage::className() const { return "MOSTTraceSynchTriggerMessage"; }
+const char* MOSTTraceSynchTriggerMessage::className() const {
+  return "MOSTTraceSynchTriggerMessage";
+}
 VXTRACE_RECORD_MEMBERS(MOSTTraceSynchTriggerMessage)
 
-MOSTTraceSynchAllocMapMessage::MOSTTraceSynchAllocMapMessage(unsigned long long ts, uint8_t flags_, const std::vector<uint8_t>& body_)
+MOSTTraceSynchAllocMapMessage::MOSTTraceSynchAllocMapMessage(unsigned long long ts, uint8_t flags_,
+                                                             const std::vector<uint8_t>& body_)
     : MOSTTraceSynchMessageBase(ts, flags_, body_) {}
-MOSTTraceSynchAllocMapMessage::MOSTTraceSynchAllocMapMessage(const unsigned char* data, unsigned int length)
+MOSTTraceSynchAllocMapMessage::MOSTTraceSynchAllocMapMessage(const unsigned char* data,
+                                                             unsigned int length)
     : MOSTTraceSynchMessageBase(data, length) {}
 MOSTTraceSynchAllocMapMessage::~MOSTTraceSynchAllocMapMessage() = default;
-const char* MOSTTraceSynchAllocMapMessage::className() const { return "MOSTTraceSynchAllocMapMessage"; }
+const char* MOSTTraceSynchAllocMapMessage::className() const {
+  return "MOSTTraceSynchAllocMapMessage";
+}
 VXTRACE_RECORD_MEMBERS(MOSTTraceSynchAllocMapMessage)

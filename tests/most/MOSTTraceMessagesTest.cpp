@@ -9,8 +9,8 @@
 
 using vxtest::Bytes;
 using vxtest::hex;
-using vxtest::RecordCase;
 using vxtest::kDecodes;
+using vxtest::RecordCase;
 
 namespace {
 
@@ -18,11 +18,13 @@ namespace {
 #define HEAD "00 05 AF 31 07 A5 E2 40"  // kCaseTs
 // Arbitration, target 0123, source 0456, type, FBlock 21, Inst 01, FktID 123, OPType 4,
 // TelID 5, TelLen 3, telegram AA BB CC.
-#define CTRL "01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+#define CTRL                                                                                      \
+  "01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00 00 " \
+  "00"
 #define SYSDATA "(21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00)"
 #define ZERO8 "00 00 00 00 00 00 00 00 "
 #define ZERO32 ZERO8 ZERO8 ZERO8 ZERO8
-#define MAP64                                                                                   \
+#define MAP64                                                                                  \
   "00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 16 17 18 19 1A 1B 1C 1D " \
   "1E 1F 20 21 22 23 24 25 26 27 28 29 2A 2B 2C 2D 2E 2F 30 31 32 33 34 35 36 37 38 39 3A 3B " \
   "3C 3D 3E 3F"

@@ -5,10 +5,10 @@
 
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
-#include "vxtrace/MOSTTraceAsynchMessage.h"
-#include "vxtrace/MOSTTraceControlMessage.h"
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/MOSTTraceAsynchMessage.h"
+#include "vxtrace/MOSTTraceControlMessage.h"
 #include "vxtrace/PaddingBytesMessage.h"
 #include "vxtrace/SimpleMessage.h"
 #include "vxtrace/StringMessageBase.h"

@@ -1,8 +1,9 @@
 #pragma once
 // Deterministic synthetic traces: a logger session with CAN and CAN FD traffic on four channels
 // (periodic frames at realistic rates with jitter, error frames, frames the logger sent), MOST
-// control and asynchronous traffic on one ring, the session's status and text records, file time, padding, wrapped data and the end-of-file record.
-// The same options give the same bytes on every host and every run.
+// control and asynchronous traffic on one ring, the session's status and text records, file time,
+// padding, wrapped data and the end-of-file record. The same options give the same bytes on every
+// host and every run.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
