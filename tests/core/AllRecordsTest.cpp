@@ -211,7 +211,9 @@ TEST(AllRecords, EveryPrefixIsRejectedAsDocumentedOrDecodedWithinBounds) {
           ASSERT_NE(msg, nullptr);
           auto* inv = dynamic_cast<InvalidMessage*>(msg.get());
           EXPECT_EQ(inv != nullptr, rejected);
-          if (inv != nullptr) EXPECT_EQ(inv->cause, n < 4 ? int(invalidLength) : row.shortCause);
+          if (inv != nullptr) {
+            EXPECT_EQ(inv->cause, n < 4 ? int(invalidLength) : row.shortCause);
+          }
         }
         if (msg == nullptr) continue;
         // Whatever came back prints, copies and encodes without reading past its fields.

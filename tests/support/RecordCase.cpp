@@ -35,7 +35,9 @@ void checkRecordCase(const RecordCase& c) {
   if (c.outcome != kDecodes) {
     ASSERT_NE(invalid, nullptr) << msg->toString();
     EXPECT_EQ(invalid->cause, c.outcome);
-    if (c.line != nullptr) EXPECT_EQ(msg->toString(), c.line);
+    if (c.line != nullptr) {
+      EXPECT_EQ(msg->toString(), c.line);
+    }
     MessageBase::invalidHandling = 6;
     EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
     return;
