@@ -5,6 +5,7 @@
 void MessageBase::registerMessages() {
   registerMessage(MSGID_MARKER, MarkerMessage::readFromByteArray);
   registerMessage(MSGID_CAN, CANTraceMessage::readFromByteArray);
+  registerMessage(MSGID_MOST, MOSTTraceMessageBase::readFromByteArray);
   registerMessage(MSGID_ETHERNET_RX, EthernetTraceMessage_RX::readFromByteArray);
   registerMessage(MSGID_FLEXRAY, FlexRayTraceMessage::readFromByteArray);
   registerMessage(MSGID_LIN, LINTraceMessage::readFromByteArray);

@@ -44,7 +44,12 @@ const std::vector<IdRow>& idTable() {
      (1u << 14) | (1u << 16)},
     {1, "MSGID_CAN", "CANTraceMessage",
      {1, "02 00 00 02 01 23 AA BB", TS "  CAN #3      | Rx   123  2 aa bb", 20}},
-    {2, "MSGID_MOST", kNone, {}},
+    {2, "MSGID_MOST", "MOSTTraceControlMessage",
+     {2, "00 00 01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00"
+         " 00 00",
+      TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
+     48, invalidLength, 0,
+     [](unsigned n) { return n < 16 ? kNull : n < 48 ? int(invalidLength) : 0; }},
     {3, "MSGID_SERIAL", kNone, {}},
     {4, "MSGID_ETHERNET_RX", "EthernetTraceMessage_RX",
      {4, "00 01 FF 00 AB", TS "  ETHERNET #1 | RX [RAW] - FF 00 AB", 17}, 17, vxtest::kNull},

@@ -375,7 +375,7 @@ TEST_F(ToolTest, RecoverWritesEveryGoodRecordAndAFailedRunKeepsTheOldOutput) {
 }
 
 TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePrefix) {
-  Trace t = makeTrace(3000, 9);
+  Trace t = makeTrace(6000, 9);
   const std::string trace = file("t.vxt", t.bytes);
   const unsigned long long start = t.records.front()->timeStamp;
 

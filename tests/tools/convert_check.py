@@ -72,7 +72,7 @@ def main():
     tmp = tempfile.mkdtemp(prefix="vxtrace-convert-")
     try:
         trace = os.path.join(tmp, "t.vxt")
-        subprocess.run([CLI, "gen", "--records", "20000", "--seed", "4", trace], check=True)
+        subprocess.run([CLI, "gen", "--records", "40000", "--seed", "4", trace], check=True)
         records = list(trace_frames(trace))
         ethernet = [r for r in records if r and r["kind"] is None]
         others = sum(1 for r in records if r is None) + len(ethernet)

@@ -18,12 +18,14 @@
 #include "vxtrace/EofMessage.h"
 #include "vxtrace/EthernetTraceMessage_RX.h"
 #include "vxtrace/EthernetTraceMessage_TX.h"
-#include "vxtrace/FlexRayTraceMessage.h"
-#include "vxtrace/LINTraceMessage.h"
 #include "vxtrace/FileTimeMessage.h"
+#include "vxtrace/FlexRayTraceMessage.h"
 #include "vxtrace/KeyboardMessage.h"
+#include "vxtrace/LINTraceMessage.h"
 #include "vxtrace/LostExtMessage.h"
 #include "vxtrace/LostMessage.h"
+#include "vxtrace/MOSTTraceAsynchMessage.h"
+#include "vxtrace/MOSTTraceControlMessage.h"
 #include "vxtrace/MarkerMessage.h"
 #include "vxtrace/MobileServiceMessage.h"
 #include "vxtrace/NotificationMessage.h"
@@ -210,7 +212,9 @@ struct TraceGenerator::Source {
     LinWakeUp,
     FlexRayFrame,  // id: slot, length: payload words, channel: interface and letter (bit 0 = B)
     EthArp,
-    EthUdp  // id: UDP destination port, length: UDP payload bytes
+    EthUdp,  // id: UDP destination port, length: UDP payload bytes
+    MostControl,  // MSGID_MOST, type 0
+    MostAsynch    // MSGID_MOST, type 128
   };
   Kind kind;
   uint8_t channel = 0;
@@ -306,6 +310,9 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::EthArp, 0, 1000, 100);
   sporadic(S::EthArp, 1, 2000, 150);
   sources_.back().tx = true;
+  // MOST ring: a control message every 100 ms (id: FBlockID), an asynchronous packet every 500 ms.
+  periodic(S::MostControl, 0, 0x22, CAN_TYPE_STANDARD, 0, 100);
+  periodic(S::MostAsynch, 0, 0, CAN_TYPE_STANDARD, 0, 500);
   // Logger records, all within the first second so that short traces hold every kind.
   sporadic(S::ByteStream, 0, 3000, 250);
   sporadic(S::Wrapper, 0, 5000, 350);
@@ -526,6 +533,9 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     case Source::EthArp:
     case Source::EthUdp:
       return makeEthernetFrame(s, ts);
+    case Source::MostControl:
+    case Source::MostAsynch:
+      return makeMost(s, ts);
     default:
       // The logger's own reports come before the input kinds in Source::Kind.
       return s.kind >= Source::CanProxy ? makeInputRecord(s, ts) : makeStatus(s, ts);
@@ -695,6 +705,29 @@ std::unique_ptr<MessageBase> TraceGenerator::makeStatus(Source& s, unsigned long
     default:
       return nullptr;
   }
+}
+
+std::unique_ptr<MessageBase> TraceGenerator::makeMost(Source& s, unsigned long long ts) {
+  // Now and then a frame with a CRC error, as a ring with a marginal node shows.
+  const uint8_t flags = rng_.chance(5) ? MOSTTraceMessageBase::FLAG_CRC_ERROR : 0;
+  if (s.kind == Source::MostAsynch) {
+    const uint8_t quadlets = static_cast<uint8_t>(1 + s.counter % 4);
+    uint8_t packet[6 + 4 * 4] = {0x01, 0x01, 0x00, quadlets, 0x01, 0x10};
+    fillPayload(s, packet + 6, 4u * quadlets);
+    return std::make_unique<MOSTTraceAsynchMessage>(ts, flags, packet, 6u + 4u * quadlets);
+  }
+  // Target 0x0100 (the head unit), source 0x0110; FktID and OPType step through a few values.
+  uint8_t frame[32] = {0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x01, 0x10, 0x00};
+  const uint16_t fkt = static_cast<uint16_t>(0x200 + s.counter % 8);
+  const uint8_t opType = static_cast<uint8_t>(s.counter % 3 == 0 ? 0x0C : 0x01);
+  const uint8_t telLen = static_cast<uint8_t>(2 + s.counter % 10);
+  frame[9] = static_cast<uint8_t>(s.id);
+  frame[10] = 0x01;
+  frame[11] = static_cast<uint8_t>(fkt >> 4);
+  frame[12] = static_cast<uint8_t>(((fkt & 0x0F) << 4) | opType);
+  frame[13] = telLen;  // TelID 0: a single telegram
+  fillPayload(s, frame + 14, telLen);
+  return std::make_unique<MOSTTraceControlMessage>(ts, flags, frame);
 }
 
 void TraceGenerator::fillPayload(Source& s, uint8_t* data, unsigned int length) {

@@ -3,7 +3,7 @@
 // (periodic frames at realistic rates with jitter, error frames, frames the logger sent, XCP and
 // CCP calibration traffic), a LIN schedule table at 19.2 kbit/s, FlexRay static-segment frames
 // every cycle, raw Ethernet frames (ARP, IPv4/UDP with real checksums, some VLAN-tagged, some
-// sent by the logger), CAN load, proxy and start/stop records, front-panel keys, cascade sync,
+// sent by the logger), MOST control and asynchronous traffic on one ring, CAN load, proxy and start/stop records, front-panel keys, cascade sync,
 // APIX link and ECL line events, ECU-protocol log lines, two TTY consoles, the session's status
 // and text records, the logger's reports about itself (time every second, bus load per channel,
 // a decoded signal, system reports, lost data, PHY state and rarer events), markers, meta
@@ -97,6 +97,7 @@ class TraceGenerator {
   std::unique_ptr<MessageBase> makeLinFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeFlexRayFrame(Source& s, unsigned long long ts);
   std::unique_ptr<MessageBase> makeEthernetFrame(Source& s, unsigned long long ts);
+  std::unique_ptr<MessageBase> makeMost(Source& s, unsigned long long ts);
   void fillPayload(Source& s, uint8_t* data, unsigned int length);
 
   TraceOptions options_;
