@@ -25,4 +25,6 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_BYTESTREAM, StringMessageBase<MSGID_BYTESTREAM>::readFromByteArray);
   registerMessage(MSGID_START, SimpleMessage<MSGID_START>::readFromByteArray);
   registerMessage(MSGID_STOP, SimpleMessage<MSGID_STOP>::readFromByteArray);
+  registerMessage(MSGID_VXP_CLIENT_REQUEST, VXPMessageRequest::readFromByteArray);
+  registerMessage(MSGID_VXP_CLIENT_RESPONSE, VXPMessageResponse::readFromByteArray);
 }
