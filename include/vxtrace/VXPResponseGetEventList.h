@@ -8,7 +8,8 @@
 // Answer to "VXPID_GET_EVENT_LIST": the event identifier, then (status OK) a 16-bit count, a
 // 16-bit text length and the events as one text, separated by blanks, each
 // "time;name;number;comment" in decimal.
-class VXTRACE_API VXPResponseGetEventList : public Simple1MessageResponse<VXPID_GET_EVENT_LIST, uint8_t> {
+class VXTRACE_API VXPResponseGetEventList
+    : public Simple1MessageResponse<VXPID_GET_EVENT_LIST, uint8_t> {
  public:
   struct VXTRACE_API event_t {
     uint64_t time = 0;  // microseconds since 1970-01-01 UTC

@@ -83,7 +83,8 @@ class VXTRACE_API Simple2MessageRequest : public Simple1MessageRequest<ID, T1> {
 template <vxpMsgID_t ID, typename T1, typename T2, typename T3>
 class VXTRACE_API Simple3MessageRequest : public Simple2MessageRequest<ID, T1, T2> {
  public:
-  Simple3MessageRequest(T1 v1, T2 v2, T3 v3) : Simple2MessageRequest<ID, T1, T2>(v1, v2), value3(v3) {
+  Simple3MessageRequest(T1 v1, T2 v2, T3 v3)
+      : Simple2MessageRequest<ID, T1, T2>(v1, v2), value3(v3) {
     this->appendField(static_cast<uint64_t>(v3), sizeof(T3));
   }
   Simple3MessageRequest(const uint8_t* data, unsigned int length)

@@ -33,9 +33,9 @@ VXPMessageResponse* response(msgStatus_t s, const uint8_t* p, unsigned int n) {
 
 struct IdRow {
   unsigned id;
-  const char* name;     // null: the reserved form "VXPID_0x.."
-  RequestCreator req;   // null: plain VXPMessageRequest
-  ResponseCreator resp; // null: plain VXPMessageResponse
+  const char* name;      // null: the reserved form "VXPID_0x.."
+  RequestCreator req;    // null: plain VXPMessageRequest
+  ResponseCreator resp;  // null: plain VXPMessageResponse
 };
 
 constexpr vxpMsgID_t V(unsigned n) { return static_cast<vxpMsgID_t>(n); }
@@ -192,11 +192,19 @@ std::ostream& printName(std::ostream& os, const char* name, E value) {
 
 const char* const kStatusNames[] = {"VXPSTATUS_OK", "VXPSTATUS_PROGRESS", "VXPSTATUS_ERROR",
                                     "VXPSTATUS_NOTAVAILABLE"};
-const char* const kErrorNames[] = {
-    "ERR_NO",         "ERR_ID_NOT_AVAILABLE", "ERR_INVALID_LENGTH",
-    "ERR_PARAMETER_INVALID", "ERR_PARAMETER_NOT_AVAILABLE", "ERR_DEVICE_MALFUNCTION",
-    "ERR_FUNCTION_SPECIFIC", "ERR_BUSY", "ERR_PROCESSING", "ERR_ABORTED", "ERR_INVALID",
-    "ERR_RETRY",      "ERR_FILE_NOT_FOUND"};
+const char* const kErrorNames[] = {"ERR_NO",
+                                   "ERR_ID_NOT_AVAILABLE",
+                                   "ERR_INVALID_LENGTH",
+                                   "ERR_PARAMETER_INVALID",
+                                   "ERR_PARAMETER_NOT_AVAILABLE",
+                                   "ERR_DEVICE_MALFUNCTION",
+                                   "ERR_FUNCTION_SPECIFIC",
+                                   "ERR_BUSY",
+                                   "ERR_PROCESSING",
+                                   "ERR_ABORTED",
+                                   "ERR_INVALID",
+                                   "ERR_RETRY",
+                                   "ERR_FILE_NOT_FOUND"};
 const char* const kCalibNames[] = {"disable", "enable", "save"};
 
 }  // namespace
@@ -265,8 +273,8 @@ std::string VXPMessageBase::getString(unsigned pos, unsigned width) const {
     const std::size_t start = pos + width;
     if (!in.has(length)) {
       std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-      std::cerr << "[ERROR] can't extract string, strStartPos(" << start << ") + strSize("
-                << length << ") <= data.size(" << payload.size() << ")" << std::endl;
+      std::cerr << "[ERROR] can't extract string, strStartPos(" << start << ") + strSize(" << length
+                << ") <= data.size(" << payload.size() << ")" << std::endl;
       return "";
     }
     const uint8_t* text = in.bytes(length);
@@ -287,11 +295,20 @@ bool VXPMessageBase::readField(std::size_t offset, unsigned width, uint64_t& val
   in.skip(offset);
   if (in.failed() || !in.has(width)) return false;
   switch (width) {
-    case 1: value = in.u8(); break;
-    case 2: value = in.be16(); break;
-    case 4: value = in.be32(); break;
-    case 8: value = in.be64(); break;
-    default: return false;
+    case 1:
+      value = in.u8();
+      break;
+    case 2:
+      value = in.be16();
+      break;
+    case 4:
+      value = in.be32();
+      break;
+    case 8:
+      value = in.be64();
+      break;
+    default:
+      return false;
   }
   return true;
 }
@@ -302,10 +319,18 @@ void VXPMessageBase::appendField(uint64_t value, unsigned width) {
   unsigned char* p = payload.data() + at;
   ByteWriter w(p, p + width);
   switch (width) {
-    case 1: w.u8(static_cast<uint8_t>(value)); break;
-    case 2: w.be16(static_cast<uint16_t>(value)); break;
-    case 4: w.be32(static_cast<uint32_t>(value)); break;
-    default: w.be64(value); break;
+    case 1:
+      w.u8(static_cast<uint8_t>(value));
+      break;
+    case 2:
+      w.be16(static_cast<uint16_t>(value));
+      break;
+    case 4:
+      w.be32(static_cast<uint32_t>(value));
+      break;
+    default:
+      w.be64(value);
+      break;
   }
 }
 
@@ -393,8 +418,7 @@ VXPMessageResponse::VXPMessageResponse(vxpMsgID_t id, msgStatus_t s, const uint8
   if (p != nullptr) payload.assign(p, p + n);
 }
 
-MessageBase* VXPMessageResponse::readFromByteArray(const unsigned char* data,
-                                                   unsigned int length) {
+MessageBase* VXPMessageResponse::readFromByteArray(const unsigned char* data, unsigned int length) {
   if (length < 17) return nullptr;
   ByteReader in(data, length);
   const FrameHeader header = readHeader(in);
@@ -484,8 +508,7 @@ void VXPMessageResponse::setProgressInfo(uint8_t percent, const std::string& tex
   push1(payload, text);
 }
 
-void VXPMessageResponse::setProgressInfo(uint8_t percent, const std::string& text,
-                                         uint16_t value) {
+void VXPMessageResponse::setProgressInfo(uint8_t percent, const std::string& text, uint16_t value) {
   setProgressInfo(percent, text);
   appendField(value, 2);
 }
@@ -506,8 +529,7 @@ void VXPMessageResponse::setErrorInfo(errorCode_t code, const std::string& text)
   push1(payload, text);
 }
 
-void VXPMessageResponse::setErrorInfo(errorCode_t code, const uint8_t* data,
-                                      unsigned int length) {
+void VXPMessageResponse::setErrorInfo(errorCode_t code, const uint8_t* data, unsigned int length) {
   status = VXPSTATUS_ERROR;
   payload.assign(1, code);
   if (data != nullptr && length != 0) {

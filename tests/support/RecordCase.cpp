@@ -29,13 +29,21 @@ void checkRecordCase(const RecordCase& c) {
     EXPECT_ANY_THROW(decodeExact(frame, frame.size()));
     return;
   }
+  if (c.outcome == kNull) {
+    EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
+    MessageBase::invalidHandling = 6;
+    EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
+    return;
+  }
   std::unique_ptr<MessageBase> msg = decodeExact(frame, frame.size());
   ASSERT_NE(msg, nullptr);
   auto* invalid = dynamic_cast<InvalidMessage*>(msg.get());
   if (c.outcome != kDecodes) {
     ASSERT_NE(invalid, nullptr) << msg->toString();
     EXPECT_EQ(invalid->cause, c.outcome);
-    if (c.line != nullptr) EXPECT_EQ(msg->toString(), c.line);
+    if (c.line != nullptr) {
+      EXPECT_EQ(msg->toString(), c.line);
+    }
     MessageBase::invalidHandling = 6;
     EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
     return;

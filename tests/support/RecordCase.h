@@ -14,8 +14,9 @@ constexpr unsigned long long kCaseTs = 1600000000123456ULL;
 constexpr uint16_t kCaseHeaderWord = 0x0102;
 
 // The decoder's answer for a row: it decodes, or it rejects with an InvalidMessage of this
-// cause (a null pointer when invalidHandling is not 1), or an exception reaches the caller.
-enum : int { kDecodes = 0, kThrows = -1 };
+// cause (a null pointer when invalidHandling is not 1), or an exception reaches the caller, or
+// the creator itself answers null whatever invalidHandling says (remote-control records).
+enum : int { kDecodes = 0, kThrows = -1, kNull = -2 };
 
 struct RecordCase {
   uint16_t id;
