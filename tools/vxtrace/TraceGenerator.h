@@ -85,7 +85,13 @@ class TraceGenerator {
   uint64_t footerCount_ = 0;
   unsigned long long now_ = 0;
   uint32_t crc_ = 0;
+  std::vector<std::unique_ptr<MessageBase>> remote_;
 };
+
+// A client's session with the logger over the remote-control protocol, as request and response
+// records from startTime on (microseconds): version query, event list, setting the clock, a
+// firmware update reporting its progress, and a request the logger answers with an error.
+std::vector<std::unique_ptr<MessageBase>> remoteExchange(unsigned long long startTime);
 
 // The whole trace in memory (for fuzz corpora and tests).
 std::vector<uint8_t> generateTrace(const TraceOptions& options);

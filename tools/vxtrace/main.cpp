@@ -414,6 +414,7 @@ struct GenArgs {
   uint64_t records = 10000;
   uint64_t seed = 1;
   bool v2 = false;
+  bool remote = false;
 };
 
 void writeAll(int fd, const std::string& name, const uint8_t* p, std::size_t n) {
@@ -442,11 +443,26 @@ int runGen(const GenArgs& a) {
       if (fd != STDOUT_FILENO) ::close(fd);
     }
   } closer{fd};
+  auto finish = [&] {
+    closer.fd = STDOUT_FILENO;
+    if (fd != STDOUT_FILENO && ::close(fd) != 0) {
+      throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
+    }
+    return kExitOk;
+  };
 
   vxtrace::gen::TraceOptions options;
   options.records = a.records;
   options.seed = a.seed;
   options.framing = a.v2 ? vxtrace::gen::Framing::V2 : vxtrace::gen::Framing::V1;
+  if (a.remote) {
+    std::vector<uint8_t> bytes;
+    for (const auto& msg : vxtrace::gen::remoteExchange(options.startTime)) {
+      vxtrace::gen::appendFramed(bytes, *msg, options.framing);
+    }
+    writeAll(fd, name, bytes.data(), bytes.size());
+    return finish();
+  }
   vxtrace::gen::TraceGenerator gen(options);
   Progress progress(Progress::wanted(a.out == "-"), a.records, "records");
   std::vector<uint8_t> buffer;
@@ -459,12 +475,7 @@ int runGen(const GenArgs& a) {
     }
   }
   writeAll(fd, name, buffer.data(), buffer.size());
-  if (fd != STDOUT_FILENO && ::close(fd) != 0) {
-    closer.fd = STDOUT_FILENO;
-    throw Failure{"cannot write " + inQuotes(name) + ": " + std::strerror(errno)};
-  }
-  closer.fd = STDOUT_FILENO;
-  return kExitOk;
+  return finish();
 }
 
 // ---- convert ---------------------------------------------------------------------------------
@@ -537,6 +548,8 @@ int main(int argc, char** argv) {
   genCmd->add_option("--records", gen.records, "Number of records (default 10000)");
   genCmd->add_option("--seed", gen.seed, "Seed (default 1)");
   genCmd->add_flag("--v2", gen.v2, "Second framing instead of sync-marked frames");
+  genCmd->add_flag("--remote", gen.remote,
+                   "A remote-control session (requests and responses) instead of a trace");
 
   ConvertArgs convert;
   CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
