@@ -62,4 +62,6 @@ void MessageBase::registerMessages() {
   registerMessage(MSGID_KEYBOARD, KeyboardMessage::readFromByteArray);
   registerMessage(MSGID_NOTIFICATION, NotificationMessage::readFromByteArray);
   registerMessage(MSGID_MOBILE_SERVICE, MobileServiceMessage::readFromByteArray);
+  registerMessage(MSGID_VXP_CLIENT_REQUEST, VXPMessageRequest::readFromByteArray);
+  registerMessage(MSGID_VXP_CLIENT_RESPONSE, VXPMessageResponse::readFromByteArray);
 }

@@ -499,3 +499,23 @@ TEST_F(ToolTest, ContainerTracesCarryTheSameTrafficAndAreExpandedByDumpStatsAndC
     EXPECT_EQ(r.out, plainCandump.out);
   }
 }
+
+TEST_F(ToolTest, GenRemoteWritesARequestResponseSessionThatDumpPrints) {
+  Result r = run({"gen", "--remote", path("r.vxt")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  Bytes expectedBytes;
+  std::string expected;
+  for (const auto& msg : vxtrace::gen::remoteExchange(TraceOptions().startTime)) {
+    vxtrace::gen::appendFramed(expectedBytes, *msg, Framing::V1);
+    expected += msg->toString() + "\n";
+  }
+  EXPECT_EQ(vxtest::readFile(path("r.vxt")),
+            std::string(expectedBytes.begin(), expectedBytes.end()));
+  r = run({"dump", path("r.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, expected);
+  EXPECT_TRUE(Has(r.out, "VXPID_FWUPDATE, VXPSTATUS_PROGRESS] [50%] [flashing] "));
+  EXPECT_TRUE(Has(r.out, "[ERR_FILE_NOT_FOUND] [no certificate installed] "));
+  EXPECT_TRUE(Has(r.out, ";2;brake,test_run] "));
+}

@@ -44,6 +44,9 @@
 #include "vxtrace/TemperatureMessage.h"
 #include "vxtrace/TimeMessage.h"
 #include "vxtrace/TraceFileMetaInfoMessage.h"
+#include "vxtrace/VXPMessageResponse.h"
+#include "vxtrace/VXPResponseGetEventList.h"
+#include "vxtrace/VXPSimpleMessages.h"
 #include "vxtrace/WrapperMessage.h"
 
 namespace vxtrace::gen {
@@ -214,7 +217,8 @@ struct TraceGenerator::Source {
     EthArp,
     EthUdp,  // id: UDP destination port, length: UDP payload bytes
     MostControl,  // MSGID_MOST, type 0
-    MostAsynch    // MSGID_MOST, type 128
+    MostAsynch,   // MSGID_MOST, type 128
+    Remote  // a client's requests and the logger's responses, in the order of remoteExchange
   };
   Kind kind;
   uint8_t channel = 0;
@@ -360,6 +364,8 @@ TraceGenerator::TraceGenerator(const TraceOptions& options)
   sporadic(S::EcuLog, 0, 300, 200);
   sporadic(S::Tty, 0, 250, 100);
   sporadic(S::Tty, 1, 700, 550);
+  sporadic(S::Remote, 0, 400, 650);
+  remote_ = remoteExchange(options_.startTime);
 
   const unsigned long long bodyStart = options_.startTime + 10 * kMs;
   for (uint32_t i = 0; i < sources_.size(); ++i) queue_.push({bodyStart + sources_[i].first, i});
@@ -536,6 +542,11 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFromSource(Source& s, unsigned 
     case Source::MostControl:
     case Source::MostAsynch:
       return makeMost(s, ts);
+    case Source::Remote: {
+      std::unique_ptr<MessageBase> msg(remote_[(s.counter - 1) % remote_.size()]->clone());
+      msg->timeStamp = ts;
+      return msg;
+    }
     default:
       // The logger's own reports come before the input kinds in Source::Kind.
       return s.kind >= Source::CanProxy ? makeInputRecord(s, ts) : makeStatus(s, ts);
@@ -910,6 +921,44 @@ std::vector<uint8_t> generateTrace(const TraceOptions& options) {
   TraceGenerator gen(options);
   while (gen.next(out)) {
   }
+  return out;
+}
+
+std::vector<std::unique_ptr<MessageBase>> remoteExchange(unsigned long long startTime) {
+  using Event = VXPResponseGetEventList::event_t;
+  std::vector<std::unique_ptr<MessageBase>> out;
+  unsigned long long t = startTime;
+  // Answers follow their request after a few milliseconds, as over the logger's network link.
+  auto add = [&](MessageBase* msg, unsigned long long step) {
+    t += step;
+    msg->timeStamp = t;
+    out.emplace_back(msg);
+  };
+  const auto kVersion = static_cast<vxpMsgID_t>(125);
+  const auto kWlanCertificate = static_cast<vxpMsgID_t>(135);
+  add(new SimpleMessageRequest<kVersion>(), 0);
+  add(new StringMessageResponse<kVersion, 1>(VXPSTATUS_OK, "4.2.17"), 3000);
+  add(new Simple1MessageRequest<VXPID_GET_EVENT_LIST, uint8_t>(1), 250000);
+  auto* list =
+      new VXPResponseGetEventList(VXPSTATUS_OK, 1,
+                                  {Event(startTime - 3600000000ULL, "marker", 1, "engine start"),
+                                   Event(startTime - 600000000ULL, "marker", 2, "brake;test run")});
+  list->fixupComments();
+  list->pushAll();
+  add(list, 8000);
+  add(new Simple1MessageRequest<VXPID_SETTIME, uint64_t>(startTime / 1000000ULL), 250000);
+  add(new VXPMessageResponse(VXPID_SETTIME, VXPSTATUS_OK), 2000);
+  add(new SimpleVectorMessageRequest<VXPID_FWUPDATE, uint8_t>({0, 1, 30, 0}), 250000);
+  for (uint8_t percent : {0, 25, 50, 75, 100}) {
+    auto* progress = new VXPMessageResponse(VXPID_FWUPDATE, VXPSTATUS_PROGRESS);
+    progress->setProgressInfo(percent, percent < 100 ? "flashing" : "verifying");
+    add(progress, 1000000);
+  }
+  add(new VXPMessageResponse(VXPID_FWUPDATE, VXPSTATUS_OK), 500000);
+  add(new SimpleMessageRequest<kWlanCertificate>(), 250000);
+  auto* error = new VXPMessageResponse(kWlanCertificate, VXPSTATUS_OK);
+  error->setErrorInfo(ERR_FILE_NOT_FOUND, "no certificate installed");
+  add(error, 4000);
   return out;
 }
 

@@ -112,7 +112,13 @@ class TraceGenerator {
   std::vector<std::unique_ptr<MessageBase>> xcpRecords_, ccpRecords_;
   std::unique_ptr<MessageBase> held_;                 // produced, ends a container, written next
   std::deque<std::unique_ptr<MessageBase>> pending_;  // made together, written one by one
+  std::vector<std::unique_ptr<MessageBase>> remote_;
 };
+
+// A client's session with the logger over the remote-control protocol, as request and response
+// records from startTime on (microseconds): version query, event list, setting the clock, a
+// firmware update reporting its progress, and a request the logger answers with an error.
+std::vector<std::unique_ptr<MessageBase>> remoteExchange(unsigned long long startTime);
 
 // The whole trace in memory (for fuzz corpora and tests).
 std::vector<uint8_t> generateTrace(const TraceOptions& options);

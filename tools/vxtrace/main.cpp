@@ -490,6 +490,7 @@ struct GenArgs {
   bool v2 = false;
   bool diag = false;
   std::string containers;  // "", "plain" or "lz4"
+  bool remote = false;
 };
 
 // Enough for any test or demo; a typing slip must not fill the disk.
@@ -509,7 +510,10 @@ int runGen(const GenArgs& a) {
     if (std::fwrite(buffer.data(), 1, buffer.size(), out.file) != buffer.size()) checkWrite(out);
     buffer.clear();
   };
-  if (a.diag) {
+  if (a.remote) {
+    for (const auto& msg : vxtrace::gen::remoteExchange(options.startTime))
+      vxtrace::gen::appendFramed(buffer, *msg, options.framing);
+  } else if (a.diag) {
     buffer = vxtrace::gen::generateDiagnosticTrace(options.startTime, options.framing);
   } else {
     vxtrace::gen::TraceGenerator gen(options);
@@ -638,6 +642,8 @@ int main(int argc, char** argv) {
       ->add_flag("--containers{lz4}", gen.containers,
                  "Bus records in containers of up to 64: --containers[=plain|lz4] (lz4 when bare)")
       ->check(CLI::IsMember({"plain", "lz4"}));
+  genCmd->add_flag("--remote", gen.remote,
+                   "A remote-control session (requests and responses) instead of a trace");
 
   ConvertArgs convert;
   CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
