@@ -7,8 +7,9 @@ FUZZ_SECONDS ?= 30
 BUILD_DEBUG   := build/debug
 BUILD_RELEASE := build/release
 BUILD_CHECK   := build/check
+BUILD_CHECK32 := build/check32
 
-.PHONY: all bootstrap build-debug release demo test check bench install clean
+.PHONY: all bootstrap build-debug release demo test check check32 bench install clean
 
 all: test
 
@@ -41,6 +42,18 @@ check: bootstrap build-debug
 	scripts/run-fuzzers.sh $(BUILD_CHECK) $(FUZZ_SECONDS)
 	TZ=UTC valgrind --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite --quiet \
 	      $(BUILD_DEBUG)/tests/vxtrace_tests --gtest_filter=-*DeathTest* --gtest_brief=1
+
+# The logger's own target: a 32-bit x86 build of library, tool and tests, the whole suite run on
+# it, and its exports compared with those of the host build's library.
+check32: bootstrap
+	@scripts/bootstrap.sh 32
+	cmake -S . -B $(BUILD_DEBUG) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(BUILD_DEBUG) -j $(JOBS) --target vxtrace
+	cmake -S . -B $(BUILD_CHECK32) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DCMAKE_TOOLCHAIN_FILE=cmake/i386-linux-gnu.cmake \
+	      -DVXTRACE_ABI_REFERENCE=$(CURDIR)/$(BUILD_DEBUG)/libvxtrace.so
+	cmake --build $(BUILD_CHECK32) -j $(JOBS)
+	cd $(BUILD_CHECK32) && ctest --output-on-failure -j $(JOBS)
 
 bench: release
 	$(BUILD_RELEASE)/bench/vxtrace_bench --benchmark_counters_tabular=true

@@ -1,6 +1,5 @@
 #pragma once
 #include <cstdint>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
@@ -18,7 +17,9 @@ class VXTRACE_API MarkerFile {
   static const char* const DEF_MARKERCNT;   // "/var/opt/quorvantis/tmp/markerCnt.dat"
 
   std::string eventFilePath;
-  std::time_t lastMarkerWrite;  // wall-clock seconds of the last marker line; 0 at first
+  // Wall-clock seconds of the last marker line; 0 at first. 64 bits on every host: the width
+  // of the C time type on a 32-bit host depends on how the caller was built.
+  int64_t lastMarkerWrite;
   std::string counterFilePath;
 
   explicit MarkerFile(const std::string& eventFile = DEF_EVENT_FILE,
@@ -30,7 +31,7 @@ class VXTRACE_API MarkerFile {
   virtual void writeMessage(const std::vector<unsigned char>& bytes);
 
   // Replaces the wall clock (seconds) that throttles marker lines; for tests and simulations.
-  void setClock(std::function<std::time_t()> clock);
+  void setClock(std::function<int64_t()> clock);
 
   // Appends "<token> YYYYMMDD_HHMMSS.mmm <extra>\n" (UTC; ts in microseconds), synchronously.
   void writeToken(const std::string& token, unsigned long long timeStamp, const std::string& extra);
@@ -62,5 +63,5 @@ class VXTRACE_API MarkerFile {
   bool markerDue();
   bool storeCounter(unsigned short value);
 
-  std::function<std::time_t()> clock_;
+  std::function<int64_t()> clock_;
 };

@@ -132,15 +132,17 @@ std::string MessageBase::printTimestamp(unsigned long long ts) {
 void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool utc,
                                  unsigned char digits) {
   // Records of one trace share their second over and over: keep the last conversion.
+  // No value of seconds is free to mean "nothing cached": a flag says so.
   struct SecondText {
-    time_t seconds = -1;
-    bool utc = true;
+    bool valid = false;
+    time_t seconds = 0;
     char text[32] = {};
     std::size_t length = 0;
   };
   thread_local SecondText last;
+  static_assert(sizeof(time_t) == 8, "dates past 2038 need _TIME_BITS=64 on a 32-bit host");
   const time_t seconds = static_cast<time_t>(ts / 1000000ULL);
-  if (seconds != last.seconds || utc != last.utc) {
+  if (!utc || !last.valid || seconds != last.seconds) {
     struct tm broken {};
     if (utc) {
       gmtime_r(&seconds, &broken);
@@ -153,8 +155,8 @@ void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool u
     last.length = std::min(s.size(), sizeof last.text);
     std::memcpy(last.text, s.data(), last.length);
     // Local time depends on TZ, which may change between calls: cache UTC only.
-    last.seconds = utc ? seconds : -1;
-    last.utc = utc;
+    last.valid = utc;
+    last.seconds = seconds;
   }
   char out[sizeof last.text + 8];
   std::memcpy(out, last.text, last.length);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <iostream>
 
 #include "util/ByteReader.h"
@@ -42,7 +43,7 @@ MarkerFile::MarkerFile(const std::string& eventFile, const std::string& counterF
     : eventFilePath(eventFile),
       lastMarkerWrite(0),
       counterFilePath(counterFile),
-      clock_([] { return std::time(nullptr); }) {}
+      clock_([] { return static_cast<int64_t>(std::time(nullptr)); }) {}
 
 MarkerFile::~MarkerFile() = default;
 
@@ -59,7 +60,7 @@ void MarkerFile::writeMessage(const std::vector<unsigned char>& bytes) {
   writeEventFile(id, in.be64());
 }
 
-void MarkerFile::setClock(std::function<std::time_t()> clock) { clock_ = std::move(clock); }
+void MarkerFile::setClock(std::function<int64_t()> clock) { clock_ = std::move(clock); }
 
 void MarkerFile::writeToken(const std::string& token, unsigned long long timeStamp,
                             const std::string& extra) {
@@ -113,7 +114,7 @@ void MarkerFile::writeEventFile(msgid_t id, unsigned long long timeStamp) {
 }
 
 bool MarkerFile::markerDue() {
-  const std::time_t now = clock_();
+  const int64_t now = clock_();
   if (now < lastMarkerWrite) {  // the clock was set back: restart the interval, write nothing
     lastMarkerWrite = now;
     return false;

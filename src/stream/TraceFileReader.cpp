@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -243,6 +244,12 @@ MessageBase* TraceFileReader::next() {
       continue;
     } else if (!inRun_ && *at(0) == 0) {
       ++pos_;  // padding
+      // With markers no zero starts a record: the whole run goes at once, not byte by byte
+      // through the loop (gigabytes of it in a preallocated trace file).
+      if (hasMarkers())
+        pos_ = static_cast<std::size_t>(std::find_if(buffer_.begin() + pos_, buffer_.begin() + end_,
+                                                     [](uint8_t b) { return b != 0; }) -
+                                        buffer_.begin());
       continue;
     }
     if (!inRun_) {

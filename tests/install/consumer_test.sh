@@ -8,13 +8,15 @@ trap 'rm -rf "$root"' EXIT
 DESTDIR="$root/dest" cmake --install "$bin" --prefix /usr >/dev/null
 prefix="$root/dest/usr"
 
+# Built as a caller would be, without the library's own _FILE_OFFSET_BITS and _TIME_BITS: in a
+# 32-bit build the date past 2038 shows that the library's 64-bit time stays inside it.
 cat > "$root/main.cpp" <<'CPP'
 #include <iostream>
 #include <memory>
 #include <vxtrace/vxtrace.h>
 int main() {
   MessageBase::registerMessages();
-  StringMessageBase<MSGID_VERSION> v(1500000, "0.1");
+  StringMessageBase<MSGID_VERSION> v(2208988800500000ULL, "0.1");
   std::vector<unsigned char> bytes;
   v.createByteArray(bytes, false, false);
   std::unique_ptr<MessageBase> back(MessageBase::readFromByteArray(bytes.data(), bytes.size()));
@@ -22,7 +24,7 @@ int main() {
   return *back == v ? 0 : 1;
 }
 CPP
-expected="1970-01-01 00:00:01.500000  VERSION     | 0.1"
+expected="2040-01-01 00:00:00.500000  VERSION     | 0.1"
 
 pcdir=$(dirname "$(find "$prefix" -name vxtrace.pc | head -n 1)")
 libdir=$(dirname "$(find "$prefix" -name 'libvxtrace.so.0' | head -n 1)")

@@ -15,11 +15,12 @@
 
 namespace vxtest {
 
-// A fresh directory under the system's temporary directory, removed with everything in it.
+// A fresh directory under the system's temporary directory (or under base), removed with
+// everything in it.
 struct TempDir {
   std::filesystem::path dir;
-  TempDir() {
-    std::string tmpl = (std::filesystem::temp_directory_path() / "vxtraceXXXXXX").string();
+  explicit TempDir(const std::filesystem::path& base = std::filesystem::temp_directory_path()) {
+    std::string tmpl = (base / "vxtraceXXXXXX").string();
     if (!mkdtemp(tmpl.data())) throw std::runtime_error("mkdtemp failed");
     dir = tmpl;
   }

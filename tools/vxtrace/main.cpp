@@ -29,6 +29,9 @@
 
 using namespace vxtrace::cli;
 
+static_assert(sizeof(off_t) == 8, "traces past 2 GiB need _FILE_OFFSET_BITS=64 on a 32-bit host");
+static_assert(sizeof(time_t) == 8, "--from and --to past 2038 need _TIME_BITS=64 on a 32-bit host");
+
 namespace {
 
 // Exit status: 0 all went well, 1 undecodable frames or garbage met, 2 usage or I/O error.
