@@ -23,4 +23,26 @@ inline void requireFrame(unsigned int length, unsigned int frameLength, const ch
   if (length < frameLength) throw BufferMismatchException(text);
 }
 
+// The fixed-size records (control, status, allocation map): the whole frame or a refusal, then
+// head and body bytes.
+inline void readFixedRecord(MOSTTraceMessageBase& msg, const unsigned char* data,
+                            unsigned int length, unsigned int frameLength, const char* text,
+                            uint8_t* body, std::size_t n) {
+  requireFrame(length, frameLength, text);
+  ByteReader in(data, length);
+  readMostHead(in, msg);
+  in.bytes(body, n);
+}
+
+// Their writer returns getSize(), as the records define it.
+inline unsigned int writeFixedRecord(const MOSTTraceMessageBase& msg, unsigned char*& out,
+                                     unsigned int room, bool withSync, const uint8_t* body,
+                                     std::size_t n) {
+  const unsigned int written = writeRecord(msg, out, room, withSync, [&](ByteWriter& w) {
+    writeMostHead(w, msg);
+    w.bytes(body, n);
+  });
+  return written == 0 ? 0 : msg.getSize();
+}
+
 }  // namespace vxtrace::detail

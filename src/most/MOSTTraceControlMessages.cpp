@@ -16,10 +16,8 @@ MOSTTraceControlMessageBase::MOSTTraceControlMessageBase(unsigned long long ts, 
 MOSTTraceControlMessageBase::MOSTTraceControlMessageBase(const unsigned char* data,
                                                          unsigned int length)
     : MOSTTraceMessageBase(0, MOST_TYPE_CONTROL, 0) {
-  requireFrame(length, 48, "MOSTTraceControlMessageBase too short");
-  ByteReader in(data, length);
-  readMostHead(in, *this);
-  in.bytes(frame, sizeof frame);
+  readFixedRecord(*this, data, length, 48, "MOSTTraceControlMessageBase too short", frame,
+                  sizeof frame);
 }
 
 MOSTTraceControlMessageBase::~MOSTTraceControlMessageBase() = default;
@@ -29,13 +27,7 @@ VXTRACE_RECORD_TEXT(MOSTTraceControlMessageBase)
 
 unsigned int MOSTTraceControlMessageBase::writeToByteArray(unsigned char*& out, unsigned int room,
                                                            bool withSync) const {
-  return writeRecord(*this, out, room, withSync,
-                     [&](ByteWriter& w) {
-                       writeMostHead(w, *this);
-                       w.bytes(frame, sizeof frame);
-                     }) == 0
-             ? 0
-             : getSize();
+  return writeFixedRecord(*this, out, room, withSync, frame, sizeof frame);
 }
 
 unsigned int MOSTTraceControlMessageBase::getSize() const { return 46; }

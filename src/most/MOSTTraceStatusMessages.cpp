@@ -21,10 +21,7 @@ MOSTTraceStatusMessage::MOSTTraceStatusMessage(unsigned long long ts, uint8_t fl
 
 MOSTTraceStatusMessage::MOSTTraceStatusMessage(const unsigned char* data, unsigned int length)
     : MOSTTraceMessageBase(0, MOST_TYPE_STATUS, 0) {
-  requireFrame(length, 48, "MOSTTraceStatusMessage too short");
-  ByteReader in(data, length);
-  readMostHead(in, *this);
-  in.bytes(frame, sizeof frame);
+  readFixedRecord(*this, data, length, 48, "MOSTTraceStatusMessage too short", frame, sizeof frame);
   status = loadBE32(frame);
   validity = loadBE32(frame + 4);
 }
@@ -35,13 +32,7 @@ VXTRACE_RECORD_MEMBERS(MOSTTraceStatusMessage)
 
 unsigned int MOSTTraceStatusMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                       bool withSync) const {
-  return writeRecord(*this, out, room, withSync,
-                     [&](ByteWriter& w) {
-                       writeMostHead(w, *this);
-                       w.bytes(frame, sizeof frame);
-                     }) == 0
-             ? 0
-             : getSize();
+  return writeFixedRecord(*this, out, room, withSync, frame, sizeof frame);
 }
 
 unsigned int MOSTTraceStatusMessage::getSize() const { return 46; }
@@ -84,10 +75,8 @@ MOSTTraceAllocationMapMessage::MOSTTraceAllocationMapMessage(unsigned long long 
 MOSTTraceAllocationMapMessage::MOSTTraceAllocationMapMessage(const unsigned char* data,
                                                              unsigned int length)
     : MOSTTraceMessageBase(0, MOST_TYPE_ALLOCATION_MAP, 0) {
-  requireFrame(length, 80, "MOSTTraceAllocationMapMessage too short");
-  ByteReader in(data, length);
-  readMostHead(in, *this);
-  in.bytes(map, sizeof map);
+  readFixedRecord(*this, data, length, 80, "MOSTTraceAllocationMapMessage too short", map,
+                  sizeof map);
 }
 
 MOSTTraceAllocationMapMessage::~MOSTTraceAllocationMapMessage() = default;
@@ -96,13 +85,7 @@ VXTRACE_RECORD_MEMBERS(MOSTTraceAllocationMapMessage)
 
 unsigned int MOSTTraceAllocationMapMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                              bool withSync) const {
-  return writeRecord(*this, out, room, withSync,
-                     [&](ByteWriter& w) {
-                       writeMostHead(w, *this);
-                       w.bytes(map, sizeof map);
-                     }) == 0
-             ? 0
-             : getSize();
+  return writeFixedRecord(*this, out, room, withSync, map, sizeof map);
 }
 
 unsigned int MOSTTraceAllocationMapMessage::getSize() const { return 78; }
