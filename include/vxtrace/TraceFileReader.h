@@ -36,7 +36,11 @@ class VXTRACE_API TraceFileReader {
     kind_t kind;      // garbage run, whole frame that did not decode, cut-off last record
     uint64_t offset;  // stream offset of its first byte
     uint64_t length;  // bytes
+    // Its first bytes (at most kMaxHead), for a dump; valid only during the handler's call.
+    const uint8_t* head = nullptr;
+    std::size_t headLength = 0;
   };
+  static constexpr std::size_t kMaxHead = 2048;
 
   struct counts_t {
     uint64_t bytesRead = 0;
@@ -56,8 +60,21 @@ class VXTRACE_API TraceFileReader {
   // The framing the first bytes of a trace show (n bytes at p; 6 or more for a sure answer).
   static framing_t detectFraming(const uint8_t* p, std::size_t n);
 
+  // Reads the first bytes of the input (on a live stream, what has arrived once a few are
+  // there) and names the framing under which the longest chain of records decodes, starting
+  // nearest the front. The bytes stay for next(). found is false when no framing decodes a
+  // record there; the answer then rests on detectFraming alone.
+  framing_t probeFraming(bool* found = nullptr);
+  // Before the first next().
+  void setFraming(framing_t framing) { framing_ = framing; }
+  framing_t framing() const { return framing_; }
+
   // Called with every loss as it is found, before the next record is handed out.
   void setLossHandler(std::function<void(const loss_t&)> handler) { onLoss_ = std::move(handler); }
+
+  // Called just before the reader waits for input that has not arrived (a pipe, a terminal, a
+  // non-blocking descriptor), so that what the application wrote so far can be flushed.
+  void setWaitHandler(std::function<void()> handler) { onWait_ = std::move(handler); }
 
   // Decoded records get their record bytes (marker and V2 prefix included) in rawBytes.
   bool keepRawData = false;
@@ -88,8 +105,11 @@ class VXTRACE_API TraceFileReader {
   bool decodesAt(std::size_t rel, std::size_t length) const;
   MessageBase* decodeAt(std::size_t rel, std::size_t length) const;
   std::size_t validStart(std::size_t rel);
+  std::size_t chainAt(std::size_t rel) const;
   bool validInside(std::size_t from, std::size_t to, bool endingWithin);
-  void lose(loss_t::kind_t kind, uint64_t offset, uint64_t length);
+  void lose(loss_t::kind_t kind, uint64_t offset, uint64_t length, const uint8_t* head,
+            std::size_t headLength);
+  void loseTail();
   void closeRun();
   MessageBase* take(MessageBase* msg, std::size_t length);
 
@@ -103,7 +123,12 @@ class VXTRACE_API TraceFileReader {
   int error_ = 0;
   bool inRun_ = false;
   uint64_t runStart_ = 0;
+  std::vector<uint8_t> runHead_;
+  // Zeros are padding only before a record or the end; before garbage they join its run.
+  bool inZeros_ = false;
+  uint64_t zeroStart_ = 0;
   uint64_t recordOffset_ = 0;
   counts_t counts_;
   std::function<void(const loss_t&)> onLoss_;
+  std::function<void()> onWait_;
 };

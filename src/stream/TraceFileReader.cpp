@@ -29,7 +29,9 @@ bool isInvalid(const MessageBase* msg) { return msg == nullptr || msg->msgId == 
 }  // namespace
 
 TraceFileReader::TraceFileReader(int fd, framing_t framing)
-    : fd_(fd), framing_(framing), buffer_(kCapacity) {}
+    : fd_(fd), framing_(framing), buffer_(kCapacity) {
+  runHead_.reserve(kMaxHead);
+}
 
 TraceFileReader::~TraceFileReader() = default;
 
@@ -52,6 +54,10 @@ bool TraceFileReader::refill(std::size_t need) {
       end_ -= pos_;
       pos_ = 0;
     }
+    if (onWait_) {
+      pollfd p{fd_, POLLIN, 0};
+      if (::poll(&p, 1, 0) == 0) onWait_();
+    }
     const ssize_t n = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
     if (n > 0) {
       end_ += static_cast<std::size_t>(n);
@@ -59,6 +65,7 @@ bool TraceFileReader::refill(std::size_t need) {
     } else if (n == 0) {
       eof_ = true;
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (onWait_) onWait_();
       pollfd p{fd_, POLLIN, 0};  // a live stream: wait for data instead of ending
       ::poll(&p, 1, -1);
     } else if (errno != EINTR) {
@@ -67,6 +74,44 @@ bool TraceFileReader::refill(std::size_t need) {
     }
   }
   return true;
+}
+
+// Records that decode one after another from rel, within what is buffered (at most 16).
+std::size_t TraceFileReader::chainAt(std::size_t rel) const {
+  std::size_t n = 0;
+  while (n < 16 && rel + peek() <= available()) {
+    const std::size_t length = recordLength(rel);
+    if (length == 0 || rel + length > available() || !decodesAt(rel, length)) break;
+    ++n;
+    rel += length;
+    while (hasMarkers() && rel < available() && *at(rel) == 0) ++rel;
+  }
+  return n;
+}
+
+TraceFileReader::framing_t TraceFileReader::probeFraming(bool* found) {
+  fill(6);
+  const framing_t given = framing_;
+  framing_t best = detectFraming(at(0), available());
+  std::size_t bestChain = 0, bestStart = 0;
+  // Garbage at the front is looked past, within reason.
+  const std::size_t window = std::min<std::size_t>(available(), 4096);
+  for (framing_t f : {FRAMING_V1, FRAMING_V2, FRAMING_V1_NOSYNC, FRAMING_V2_NOSYNC}) {
+    framing_ = f;
+    for (std::size_t rel = 0; rel < window; ++rel) {
+      const std::size_t chain = chainAt(rel);
+      if (chain == 0) continue;
+      if (chain > bestChain || (chain == bestChain && rel < bestStart)) {
+        best = f;
+        bestChain = chain;
+        bestStart = rel;
+      }
+      break;
+    }
+  }
+  framing_ = given;
+  if (found) *found = bestChain > 0;
+  return best;
 }
 
 std::size_t TraceFileReader::prefix() const {
@@ -170,8 +215,18 @@ bool TraceFileReader::validInside(std::size_t from, std::size_t to, bool endingW
   return false;
 }
 
-void TraceFileReader::lose(loss_t::kind_t kind, uint64_t offset, uint64_t length) {
-  if (onLoss_) onLoss_(loss_t{kind, offset, length});
+void TraceFileReader::lose(loss_t::kind_t kind, uint64_t offset, uint64_t length,
+                           const uint8_t* head, std::size_t headLength) {
+  if (onLoss_) onLoss_(loss_t{kind, offset, length, head, std::min(headLength, kMaxHead)});
+}
+
+// The input ends inside a record that cannot be completed.
+void TraceFileReader::loseTail() {
+  closeRun();
+  inZeros_ = false;
+  counts_.truncatedBytes += available();
+  lose(loss_t::TRUNCATED, base_ + pos_, available(), at(0), available());
+  pos_ = end_;
 }
 
 void TraceFileReader::closeRun() {
@@ -180,10 +235,11 @@ void TraceFileReader::closeRun() {
   const uint64_t length = base_ + pos_ - runStart_;
   counts_.skippedBytes += length;
   ++counts_.skippedRuns;
-  lose(loss_t::SKIPPED, runStart_, length);
+  lose(loss_t::SKIPPED, runStart_, length, runHead_.data(), runHead_.size());
 }
 
 MessageBase* TraceFileReader::take(MessageBase* msg, std::size_t length) {
+  inZeros_ = false;
   recordOffset_ = base_ + pos_;
   if (keepRawData) msg->rawBytes.assign(at(0), at(length));
   pos_ += length;
@@ -200,11 +256,7 @@ MessageBase* TraceFileReader::next() {
     const bool header = fill(peek());
     const std::size_t length = header ? recordLength(0) : 0;
     if (length != 0 && !fill(length) && !validInside(1, available(), false)) {
-      // The input ends inside this record, and no valid one starts within what is left.
-      closeRun();
-      counts_.truncatedBytes += available();
-      lose(loss_t::TRUNCATED, base_ + pos_, available());
-      pos_ = end_;
+      loseTail();  // no valid record starts within what is left
       continue;
     }
     if (length != 0 && available() >= length) {
@@ -230,20 +282,21 @@ MessageBase* TraceFileReader::next() {
         closeRun();
         if (decoded) return take(msg.release(), length);
         ++counts_.undecodable;
-        lose(loss_t::UNDECODABLE, base_ + pos_, length);
+        inZeros_ = false;
+        lose(loss_t::UNDECODABLE, base_ + pos_, length, at(0), length);
         if (msg) return take(msg.release(), length);
         pos_ += length;
         continue;
       }
     } else if (!header && hasMarkers() && *at(0) == (framing_ == FRAMING_V1 ? 0x55 : 'Z')) {
-      // A marker in the last few bytes: the head of a record cut off by the end.
-      closeRun();
-      counts_.truncatedBytes += available();
-      lose(loss_t::TRUNCATED, base_ + pos_, available());
-      pos_ = end_;
+      loseTail();  // a marker in the last few bytes: the head of a record cut off by the end
       continue;
     } else if (!inRun_ && *at(0) == 0) {
-      ++pos_;  // padding
+      if (!inZeros_) {
+        inZeros_ = true;
+        zeroStart_ = base_ + pos_;
+      }
+      ++pos_;  // padding, unless garbage follows
       // With markers no zero starts a record: the whole run goes at once, not byte by byte
       // through the loop (gigabytes of it in a preallocated trace file).
       if (hasMarkers())
@@ -255,7 +308,14 @@ MessageBase* TraceFileReader::next() {
     if (!inRun_) {
       inRun_ = true;
       runStart_ = base_ + pos_;
+      runHead_.clear();
+      if (inZeros_) {
+        runHead_.assign(std::min<uint64_t>(runStart_ - zeroStart_, kMaxHead), 0);
+        runStart_ = zeroStart_;
+        inZeros_ = false;
+      }
     }
+    if (runHead_.size() < kMaxHead) runHead_.push_back(*at(0));
     ++pos_;
   }
 }

@@ -96,6 +96,14 @@ std::string texts(const Trace& t, const std::function<bool(const MessageBase&)>&
   return out;
 }
 
+// The channel label dump prints: "CAN #1" for the library's "CAN #0".
+std::string label(const MessageBase& m) {
+  std::string name = m.getSourceChannel();
+  const std::size_t hash = name.rfind(" #");
+  if (hash == std::string::npos) return name;
+  return name.substr(0, hash + 2) + std::to_string(std::stoul(name.substr(hash + 2)) + 1);
+}
+
 }  // namespace
 
 TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
@@ -180,7 +188,7 @@ TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
   std::map<std::string, uint64_t> perId, perChannel;
   for (const auto& r : t.records) {
     ++perId[getMsgIdName(r->msgId)];
-    ++perChannel[r->getSourceChannel()];
+    ++perChannel[label(*r)];
   }
   const unsigned long long first = t.records.front()->timeStamp;
   const unsigned long long last = t.records.back()->timeStamp;
@@ -240,19 +248,25 @@ TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
   EXPECT_EQ(r.out, texts(t, [&](const MessageBase& m) { return &m != t.records.back().get(); }));
   const std::size_t run1 = t.spans[10].second, run2 = t.spans[40].second + 5 + 4;
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (5 bytes) skipped at offset " +
-                             std::to_string(run1) + "\n"));
+                             std::to_string(run1) + ": 13 55 42 99 01\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": invalid data (3 bytes) skipped at offset " +
-                             std::to_string(run2) + "\n"));
+                             std::to_string(run2) + ": ab cd ef\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": undecodable frame at offset " +
-                             std::to_string(unknownAt) + " (16 bytes)\n"));
+                             std::to_string(unknownAt) +
+                             " (16 bytes): 55 aa 00 0c 00 0f 00 00 00 06 13 9b 7d e0 b1 41\n"));
   EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": truncated frame at end of input (" +
                              std::to_string(truncated) + " bytes at offset " +
-                             std::to_string(lastFrame) + ")\n"));
-  const std::string summary = "vxtrace: " + bad +
-                              ": 1 undecodable frame, 8 bytes of invalid data in 2 runs, "
-                              "truncated last frame (" +
+                             std::to_string(lastFrame) + "): 55 aa"));
+  const std::string summary = "vxtrace: " + bad + ": " + std::to_string(8 + 16 + truncated) +
+                              " bytes dropped: 1 undecodable frame, 8 bytes of invalid data in 2 "
+                              "runs, truncated last frame (" +
                               std::to_string(truncated) + " bytes)\n";
   EXPECT_EQ(r.err.substr(r.err.size() - summary.size()), summary);
+  EXPECT_EQ(countOf(r.err, "\n"), 5u);
+  r = run({"dump", bad, "--quiet"});
+  EXPECT_EQ(r.err, summary);
+  r = run({"dump", bad, "--verbose"});
+  EXPECT_TRUE(Has(r.err, "vxtrace: " + bad + ": V1 framing (55 AA markers) (detected)\n"));
 
   // With --invalid the unknown frame is a line of its own, in place.
   MessageBase::invalidHandling = 1;
@@ -299,7 +313,13 @@ TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, texts(t2));
   EXPECT_TRUE(Has(r.err, "invalid data (4 bytes) skipped at offset " +
-                             std::to_string(t2.spans[5].second) + "\n"));
+                             std::to_string(t2.spans[5].second) + ": 01 02 03 04\n"));
+  // Detected without --v2; forced the wrong way, it says what the data looks like.
+  EXPECT_EQ(run({"dump", file("bad2.vxt", v2)}).out, texts(t2));
+  r = run({"dump", file("t3.vxt", t3.bytes), "--v2"});
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(Has(r.err, "nothing decodable in V2 framing ('Z' markers); the data looks like "
+                         "V1 framing (55 AA markers) (no framing option)\n"));
 }
 
 TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
@@ -393,14 +413,13 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
   EXPECT_EQ(r.out, texts(t, [](const MessageBase& m) { return m.msgId == MSGID_SYSTEMMESSAGE; }));
   EXPECT_TRUE(Has(r.out, "  SYSTEM MSG  | [USAGE] "));
 
-  r = run({"dump", trace, "--channel", "CAN #0"});
+  r = run({"dump", trace, "--channel", "can#1"});
   EXPECT_EQ(r.out, texts(t, [](const MessageBase& m) { return m.getSourceChannel() == "CAN #0"; }));
   EXPECT_GT(countOf(r.out, "\n"), 100u);
   EXPECT_TRUE(Has(r.out, "Rx   2f0  8 ")) << "no proxy frame on CAN #0";
-  for (const char* channel : {"TTY #0", "TTY #1", "ECL", "CCP_XCP #0"}) {
+  for (const char* channel : {"TTY #1", "TTY #2", "ECL", "CCP_XCP #1"}) {
     r = run({"dump", trace, "--channel", channel});
-    const std::string expected =
-        texts(t, [&](const MessageBase& m) { return m.getSourceChannel() == channel; });
+    const std::string expected = texts(t, [&](const MessageBase& m) { return label(m) == channel; });
     EXPECT_EQ(r.out, expected) << channel;
     EXPECT_GT(countOf(expected, "\n"), 1u) << channel;
   }
@@ -414,7 +433,14 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
             }));
   EXPECT_GT(countOf(r.out, "\n"), 100u);
 
-  r = run({"dump", "--id", "11", "--channel", "CAN #2", "--count", "3", trace});
+  // A filter value that matches nothing in the whole input is named.
+  r = run({"dump", trace, "--channel", "CAN #1", "--channel", "CAN #9", "--id", "15"});
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, "vxtrace: warning: --id '15' matches no record in " + trace +
+                       "\nvxtrace: warning: --channel 'CAN #9' matches no record in " + trace +
+                       "\n");
+
+  r = run({"dump", "--id", "11", "--channel", "CAN #3", "--count", "3", trace});
   int left = 3;
   EXPECT_EQ(r.out, texts(t, [&](const MessageBase& m) {
               return m.msgId == MSGID_CAN_EXT && m.getSourceChannel() == "CAN #2" && left-- > 0;

@@ -28,18 +28,22 @@ void Progress::update(uint64_t done) {
   const double seconds = std::chrono::duration<double>(now - start_).count();
   char line[160];
   const bool bytes = unit_ == "B";
+  // Megabytes with a decimal; records are counted, so whole numbers.
   const double amount = bytes ? done / 1e6 : static_cast<double>(done);
   const char* unit = bytes ? "MB" : unit_.c_str();
+  const int decimals = bytes ? 1 : 0;
   if (total_ > 0) {
     const double fraction = done >= total_ ? 1.0 : static_cast<double>(done) / total_;
     char bar[31];
     const int filled = static_cast<int>(fraction * 30);
     for (int i = 0; i < 30; ++i) bar[i] = i < filled ? '#' : '.';
     bar[30] = '\0';
-    std::snprintf(line, sizeof line, "\r[%s] %3d%%  %.1f %s  %.1f %s/s ", bar,
-                  static_cast<int>(fraction * 100), amount, unit, amount / seconds, unit);
+    std::snprintf(line, sizeof line, "\r[%s] %3d%%  %.*f %s  %.*f %s/s ", bar,
+                  static_cast<int>(fraction * 100), decimals, amount, unit, decimals,
+                  amount / seconds, unit);
   } else {
-    std::snprintf(line, sizeof line, "\r%.1f %s  %.1f %s/s ", amount, unit, amount / seconds, unit);
+    std::snprintf(line, sizeof line, "\r%.*f %s  %.*f %s/s ", decimals, amount, unit, decimals,
+                  amount / seconds, unit);
   }
   std::fputs(line, stderr);
   std::fflush(stderr);

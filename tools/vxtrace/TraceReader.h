@@ -15,21 +15,28 @@ class Progress;
 struct ReadOptions {
   bool v2 = false;              // second framing ('Z', type, length, frame)
   bool expectSync = true;       // frames are preceded by their sync marker
+  bool forced = false;          // the framing above was given; otherwise it is detected
   bool keepRawData = false;     // records get their frame bytes (with the marker) in rawBytes
   bool invalidRecords = false;  // undecodable frames come back as InvalidMessage records
-  bool showReports = true;      // the reader's and our own reports reach standard error
+  bool showReports = true;      // per-event reports reach standard error
+  bool verbose = false;         // also name the framing read
+  bool quiet = false;           // nothing on standard error but the caller's summary
 };
 
 struct ReadCounts {
   uint64_t bytesRead = 0;
   uint64_t records = 0;       // records handed to the sink, InvalidMessage included
   uint64_t undecodable = 0;   // frames that did not decode (reported or as InvalidMessage)
-  uint64_t garbageBytes = 0;  // bytes skipped between frames (zero padding not counted)
+  uint64_t undecodableBytes = 0;
+  uint64_t garbageBytes = 0;  // bytes skipped between frames (zeros count unless padding)
   uint64_t garbageRuns = 0;
   uint64_t truncatedBytes = 0;  // an incomplete frame at the end of the input
 
   bool clean() const { return undecodable == 0 && garbageBytes == 0 && truncatedBytes == 0; }
 };
+
+// Writes one line to standard error, erasing the progress bar first.
+void report(Progress* progress, const std::string& line);
 
 class TraceReader {
  public:
@@ -40,7 +47,7 @@ class TraceReader {
   TraceReader(int fd, std::string name, const ReadOptions& options, Progress* progress);
 
   // Reads to the end of the input (or until the sink stops). False on a read error: then
-  // error() holds the one-line reason.
+  // error() holds the one-line reason. Standard output is flushed whenever the reader waits.
   bool run(const Sink& sink);
 
   const ReadCounts& counts() const { return counts_; }

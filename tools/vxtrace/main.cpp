@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cinttypes>
@@ -83,8 +84,9 @@ struct Output {
     if (path == "-") {
       file = stdout;
       name = "standard output";
+      // On a terminal each record shows as soon as it is read.
       static char buffer[1 << 20];
-      std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+      std::setvbuf(stdout, buffer, isatty(STDOUT_FILENO) ? _IOLBF : _IOFBF, sizeof buffer);
       return;
     }
     struct stat out, in;
@@ -253,28 +255,59 @@ struct ReadFlags {
   bool v2 = false;
   bool noSync = false;
   bool registerDiag = false;
+  bool verbose = false;
+  bool quiet = false;
 
   void add(CLI::App* cmd) {
-    cmd->add_flag("--v2", v2, "Second framing: 'Z', type byte, 16-bit length, frame");
-    cmd->add_flag("--no-sync", noSync, "Frames carry no sync marker");
+    cmd->add_flag("--v2", v2,
+                  "Read the second framing ('Z', type byte, 16-bit length, frame) instead of "
+                  "detecting the framing");
+    cmd->add_flag("--no-sync", noSync, "Frames carry no marker (with --v2: no 'Z')");
     cmd->add_flag("--register-diag", registerDiag,
                   "Decode KWP2000 and UDS records (identifiers 26 to 29, not registered by "
                   "default)");
+    auto* verboseFlag = cmd->add_flag("--verbose", verbose, "Also name the framing read and explain what was left out");
+    cmd->add_flag("--quiet", quiet, "Only the final summary line on standard error")
+        ->excludes(verboseFlag);
   }
   ReadOptions options() const {
     ReadOptions o;
     o.v2 = v2;
     o.expectSync = !noSync;
+    o.forced = v2 || noSync;
+    o.showReports = !quiet;
+    o.quiet = quiet;
+    o.verbose = verbose;
     return o;
   }
 };
+
+// The label dump prints for a record's source: channels counted from 1 ("CAN #1" for the
+// library's channel 0), other sources by their name.
+std::string channelLabel(const std::string& name) {
+  const std::size_t hash = name.rfind(" #");
+  if (hash == std::string::npos || hash + 2 == name.size() ||
+      name.find_first_not_of("0123456789", hash + 2) != std::string::npos ||
+      name.size() - hash > 11)
+    return name;
+  return name.substr(0, hash + 2) + std::to_string(std::stoull(name.substr(hash + 2)) + 1);
+}
+
+// A label as typed: case and blanks do not matter ("can #1", "CAN#1").
+std::string labelKey(const std::string& label) {
+  std::string key;
+  for (char c : label)
+    if (c != ' ') key.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
+  return key;
+}
 
 // Reports the counts of a run and gives the exit status.
 int finishRead(const TraceReader& reader, const std::string& name) {
   const ReadCounts& c = reader.counts();
   if (c.clean()) return kExitOk;
   std::ostringstream os;
-  os << "vxtrace: " << name << ": " << c.undecodable << " undecodable frame"
+  os << "vxtrace: " << name << ": " << c.garbageBytes + c.undecodableBytes + c.truncatedBytes
+     << " bytes dropped: " << c.undecodable << " undecodable frame"
      << (c.undecodable == 1 ? "" : "s") << ", " << c.garbageBytes << " bytes of invalid data in "
      << c.garbageRuns << " run" << (c.garbageRuns == 1 ? "" : "s");
   if (c.truncatedBytes) os << ", truncated last frame (" << c.truncatedBytes << " bytes)";
@@ -298,9 +331,12 @@ struct DumpArgs {
 };
 
 int runDump(const DumpArgs& a) {
-  std::set<uint16_t> ids;
-  for (const auto& t : a.ids) ids.insert(idOption(t));
-  const std::set<std::string> channels(a.channels.begin(), a.channels.end());
+  std::map<uint16_t, std::string> ids;  // identifier -> as typed
+  for (const auto& t : a.ids) ids.emplace(idOption(t), t);
+  std::map<std::string, std::string> channels;  // label key -> as typed
+  for (const auto& t : a.channels) channels.emplace(labelKey(t), t);
+  std::set<uint16_t> idsSeen;
+  std::set<std::string> channelsSeen;
   std::optional<unsigned long long> from, to;
   if (!a.from.empty()) from = timeOption("--from", a.from);
   if (!a.to.empty()) to = timeOption("--to", a.to);
@@ -310,6 +346,9 @@ int runDump(const DumpArgs& a) {
 
   Input in(a.file);
   Output out("-");
+  if (in.fd == STDIN_FILENO && isatty(STDIN_FILENO) && !a.read.quiet)
+    std::cerr << "vxtrace: waiting on standard input (a trace piped in, or Ctrl-D to end)"
+              << std::endl;
   Progress progress(Progress::wanted(true), in.size, "B");
   ReadOptions options = a.read.options();
   options.invalidRecords = a.invalid;
@@ -317,15 +356,25 @@ int runDump(const DumpArgs& a) {
   TraceReader reader(in.fd, in.name, options, &progress);
 
   uint64_t printed = 0;
+  bool whole = true;  // the whole input was read
   if (count && *count == 0) return kExitOk;
   std::string line;
   auto show = [&](const MessageBase& rec) {
     const MessageBase* msg = &rec;
-    if (!ids.empty() && !ids.count(msg->msgId)) {
+    // Each filter is matched on its own, so that one that never matches can be named.
+    bool wanted = true;
+    if (!ids.empty()) {
       auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
-      if (!inv || !ids.count(inv->id)) return true;
+      const uint16_t id = inv ? inv->id : static_cast<uint16_t>(msg->msgId);
+      if (ids.count(id)) idsSeen.insert(id);
+      else wanted = false;
     }
-    if (!channels.empty() && !channels.count(msg->getSourceChannel())) return true;
+    if (!channels.empty()) {
+      const std::string key = labelKey(channelLabel(msg->getSourceChannel()));
+      if (channels.count(key)) channelsSeen.insert(key);
+      else wanted = false;
+    }
+    if (!wanted) return true;
     if ((from && msg->timeStamp < *from) || (to && msg->timeStamp > *to)) return true;
     line = msg->toString();
     if (a.localTime && msg->label.empty()) {
@@ -346,7 +395,8 @@ int runDump(const DumpArgs& a) {
     }
     std::fwrite(line.data(), 1, line.size(), out.file);
     if (std::ferror(out.file)) return false;
-    return !(count && ++printed >= *count);
+    whole = !(count && ++printed >= *count);
+    return whole;
   };
   const bool ok = reader.run(
       [&](std::unique_ptr<MessageBase> msg) { return forEachRecord(*msg, !a.noExpand, show); });
@@ -354,6 +404,13 @@ int runDump(const DumpArgs& a) {
   out.finish();
   progress.hide();
   if (!ok) throw Failure{reader.error()};
+  if (whole) {
+    for (const auto& [id, typed] : ids)
+      if (!idsSeen.count(id)) report(nullptr, "warning: --id " + inQuotes(typed) + " matches no record in " + in.name);
+    for (const auto& [key, typed] : channels)
+      if (!channelsSeen.count(key))
+        report(nullptr, "warning: --channel " + inQuotes(typed) + " matches no record in " + in.name);
+  }
   return finishRead(reader, in.name);
 }
 
@@ -412,6 +469,15 @@ int runStats(const StatsArgs& a) {
   if (!ok) throw Failure{reader.error()};
   const ReadCounts& c = reader.counts();
   const uint64_t records = c.records - c.undecodable;
+  // Shown by the label dump prints; sources that share one label share one line.
+  std::vector<std::pair<std::string, uint64_t>> byLabel;
+  for (const auto& [key, n] : perChannel) {
+    const std::string label = channelLabel(key.second);
+    auto same = std::find_if(byLabel.begin(), byLabel.end(),
+                             [&](const auto& row) { return row.first == label; });
+    if (same == byLabel.end()) byLabel.emplace_back(label, n);
+    else same->second += n;
+  }
   const double duration = timed ? (last - first) / 1e6 : 0.0;
   const double fps = duration > 0 ? records / duration : 0.0;
 
@@ -443,11 +509,11 @@ int runStats(const StatsArgs& a) {
     }
     os << (perId.empty() ? "" : "\n  ") << "},\n  \"by_channel\": {";
     sep = "\n";
-    for (const auto& [key, n] : perChannel) {
-      os << sep << "    " << jsonString(key.second) << ": " << n;
+    for (const auto& [label, n] : byLabel) {
+      os << sep << "    " << jsonString(label) << ": " << n;
       sep = ",\n";
     }
-    os << (perChannel.empty() ? "" : "\n  ") << "}\n}\n";
+    os << (byLabel.empty() ? "" : "\n  ") << "}\n}\n";
   } else {
     char line[256];
     auto row = [&](const char* label, const std::string& value) {
@@ -473,8 +539,8 @@ int runStats(const StatsArgs& a) {
       os << line;
     }
     os << "\nRecords per source channel:\n";
-    for (const auto& [key, n] : perChannel) {
-      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", key.second.c_str(), n);
+    for (const auto& [label, n] : byLabel) {
+      std::snprintf(line, sizeof line, "  %-32s %12" PRIu64 "\n", label.c_str(), n);
       os << line;
     }
   }
@@ -567,7 +633,6 @@ struct ConvertArgs {
   std::string file;
   std::string format;
   std::string out;
-  bool verbose = false;
   ReadFlags read;
 };
 
@@ -588,7 +653,7 @@ int runConvert(const ConvertArgs& a) {
   if (!ok) throw Failure{reader.error()};
   out.finish();
   for (const auto& [reason, n] : exporter.skipped())
-    if (a.verbose)
+    if (a.read.verbose)
       std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
               << " not written to " << a.format << ": " << reason << std::endl;
   return finishRead(reader, in.name);
@@ -656,8 +721,6 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"candump", "pcapng"}));
   convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
   convert.read.add(convertCmd);
-
-  convertCmd->add_flag("--verbose", convert.verbose, "Also count the records that are not CAN frames");
 
   std::string helpVerb;
   CLI::App* helpCmd = app.add_subcommand("help", "Help on one verb: vxtrace help VERB");
