@@ -123,6 +123,8 @@ TEST(TraceMessageBufferTest, SkipsPaddingSilentlyAndReportsGarbageOnce) {
     }
     ASSERT_NE(got[2], nullptr);
     EXPECT_EQ(got[2]->msgId, MSGID_VERSION);
+    EXPECT_EQ(r.tmb.getSkippedBytes(), 1u);
+    EXPECT_EQ(r.tmb.getSkippedRuns(), 1u);
   }
   std::cerr.rdbuf(old);
   EXPECT_EQ(probe.str(),
@@ -171,6 +173,8 @@ TEST(TraceMessageBufferTest, GarbageRunLongerThanBufferIsOneReportAndRunAtEndIsR
     std::vector<bool> skipped;
     EXPECT_EQ(readAll(r.tmb, &skipped).size(), 2u);
     EXPECT_EQ(skipped, (std::vector<bool>{false, true}));
+    EXPECT_EQ(r.tmb.getSkippedBytes(), 3005u);  // the run at the end counts once it is seen
+    EXPECT_EQ(r.tmb.getSkippedRuns(), 2u);
     beforeEnd = err.text();
   }
   EXPECT_EQ(countOf(beforeEnd, "[WARNING] TraceMessageBuffer"), 2u);
