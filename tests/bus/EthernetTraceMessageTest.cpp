@@ -48,8 +48,7 @@ std::string dltError(const Bytes& bytes) {
 }  // namespace
 
 TEST(EthernetTraceMessage, TableOfProtocolViews) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kEthernetCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kEthernetCases);
 }
 
 TEST(EthernetTraceMessage, PayloadEndsAtTheSizeFieldOrTheGivenLength) {

@@ -35,8 +35,7 @@ const RecordCase kFlexRayCases[] = {
 }  // namespace
 
 TEST(FlexRayTraceMessage, TableOfFramesAndStatusEvents) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kFlexRayCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kFlexRayCases);
 }
 
 TEST(FlexRayTraceMessage, FieldsComposeWordsAndChannelsFoldInterfaceAndLetter) {

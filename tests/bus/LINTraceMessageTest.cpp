@@ -49,8 +49,7 @@ const RecordCase kLinCases[] = {
 }  // namespace
 
 TEST(LINTraceMessage, TableOfFramesAndWakeUpPulses) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kLinCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kLinCases);
 }
 
 TEST(LINTraceMessage, KindsChannelsAndComparison) {

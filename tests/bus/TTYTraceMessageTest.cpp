@@ -24,8 +24,7 @@ const vxtest::RecordCase kTtyCases[] = {
 // clang-format on
 
 TEST(TTYTraceMessage, TableOfChannelsProtocolsAndDataLengths) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kTtyCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kTtyCases);
 }
 
 TEST(TTYTraceMessage, ComparesTimeStampsAndNamesProtocolsAndChannels) {

@@ -94,8 +94,7 @@ std::unique_ptr<ContainerMessage> reread(const ContainerMessage& c) {
 }  // namespace
 
 TEST(ContainerMessage, DecodesPrintsAndWritesEveryBodyLayout) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kContainerCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kContainerCases);
 }
 
 TEST(ContainerMessage, RoundTripsManyRecordKindsPlainAndCompressed) {

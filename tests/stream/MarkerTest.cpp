@@ -42,8 +42,7 @@ struct Clock {
 }  // namespace
 
 TEST(MarkerMessage, DecodesEachGenerationAndRejectsOtherLengths) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kMarkerCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kMarkerCases);
   // Only the number is compared.
   EXPECT_TRUE(MarkerMessage(1, 5, 100) == MarkerMessage(2, 5, 200));
   EXPECT_FALSE(MarkerMessage(1, 5, 100) == MarkerMessage(1, 6, 100));

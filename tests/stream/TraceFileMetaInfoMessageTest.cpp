@@ -49,8 +49,7 @@ const RecordCase kMetaCases[] = {
 }  // namespace
 
 TEST(TraceFileMetaInfoMessage, DecodesPrintsAndWritesEveryItemType) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kMetaCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kMetaCases);
 }
 
 TEST(TraceFileMetaInfoMessage, UnknownTypeIsWrittenButFailsToDecode) {

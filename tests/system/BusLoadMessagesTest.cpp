@@ -21,7 +21,6 @@ using vxtest::RecordCase;
 #define MEPTXT ", numMEPMsg = 5, bytesMEPMsg = 6"
 
 TEST(BusLoadMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {32789, "0A 04 FD", BL "HSCAN, bus = 5, load = N/C", 15},
@@ -72,7 +71,7 @@ TEST(BusLoadMessages, RecordTable) {
     {32804, "02 08 00 00 " C4 "00 00 00 05 00 00 00", nullptr, -1, invalidLength},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(BusLoadMessages, WritersThrowWhenRoomIsBelowTheSize) {
