@@ -33,8 +33,7 @@ const vxtest::RecordCase kApixCases[] = {
 // clang-format on
 
 TEST(ApixShellMessage, TableOfKindsAndStatusBits) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kApixCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kApixCases);
 }
 
 TEST(ApixShellMessage, IncCarriesThroughBytesOneToSevenOnly) {

@@ -61,8 +61,7 @@ const vxtest::RecordCase kCanAuxCases[] = {
 // clang-format on
 
 TEST(CANAuxMessages, TableOfLayoutsQuirksAndCutFrames) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kCanAuxCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kCanAuxCases);
 }
 
 TEST(CANAuxMessages, LoadWritesCountsAndSumsInterleaved) {

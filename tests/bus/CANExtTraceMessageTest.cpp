@@ -11,7 +11,6 @@ using vxtest::kDecodes;
 #define BAD "2020-09-13 12:26:40.123456  Invalid Message: Id=0x0b, Invalid enum value "
 
 TEST(CANExtTraceMessage, TableOfFrames) {
-  vxtest::RegistryGuard registry;
   const vxtest::RecordCase rows[] = {
       {11, "00 00 00 02 00 00 01 23 AA BB", CAN "1      | STANDARD Rx   00000123   2 aa bb", 22},
       {11, "00 00 00 02 9A BC DE F0 AA BB", CAN "1      | EXTENDED Rx   1abcdef0   2 aa bb", 22},
@@ -40,7 +39,7 @@ TEST(CANExtTraceMessage, TableOfFrames) {
       {11, "00 01 01 00 20 00", CAN "1      | EXTENDED Error Frame [error=STUFF]", 18, kDecodes,
        "00 01 01 00 00 00"},
   };
-  for (const auto& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(CANExtTraceMessage, ClampsLengthToTheDataStoreAndTypeFromTheWord) {

@@ -11,7 +11,6 @@ using vxtest::kDecodes;
 #define CAN "2020-09-13 12:26:40.123456  CAN #"
 
 TEST(CANTraceMessage, TableOfFrames) {
-  vxtest::RegistryGuard registry;
   const vxtest::RecordCase rows[] = {
       {1, "02 00 00 03 01 23 11 22 33", CAN "3      | Rx   123  3 11 22 33", 21},
       {1, "09 02 00 00 07 FF", CAN "10     | Tx   7ff  0 ", 18},
@@ -25,7 +24,7 @@ TEST(CANTraceMessage, TableOfFrames) {
       // Frame byte 9 and reserved state bits are accepted by the classic form.
       {1, "00 09 30 00 00 01", CAN "1      | [Unknown CAN message type 9]", 18},
   };
-  for (const auto& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(CANTraceMessage, ComparesWithSerialisedBytesAndRefusesShortVectors) {

@@ -33,8 +33,7 @@ const vxtest::RecordCase kCascadeCases[] = {
 // clang-format on
 
 TEST(CascadeMessage, TableOfRolesSyncTimesAndCutFrames) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kCascadeCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kCascadeCases);
 }
 
 TEST(CascadeMessage, SpareByteIsWrittenButComparisonLooksAtTheTypeOnly) {

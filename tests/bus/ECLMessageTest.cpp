@@ -35,8 +35,7 @@ const vxtest::RecordCase kEclCases[] = {
 // clang-format on
 
 TEST(ECLMessage, TableOfEventFormsMasksAndRejects) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kEclCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kEclCases);
 }
 
 TEST(ECLMessage, FieldsSourceChannelAndUnnamedType) {

@@ -25,8 +25,7 @@ const vxtest::RecordCase kEcuLogCases[] = {
 // clang-format on
 
 TEST(EcuLogMessage, TableOfTypesProtocolsTextsAndRejects) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kEcuLogCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kEcuLogCases);
 }
 
 TEST(EcuLogMessage, SourceChannelOnlyForCcpAndXcp) {

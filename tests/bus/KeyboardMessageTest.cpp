@@ -24,8 +24,7 @@ const vxtest::RecordCase kKeyboardCases[] = {
 // clang-format on
 
 TEST(KeyboardMessage, TableOfKeysStatesAndRejects) {
-  vxtest::RegistryGuard registry;
-  for (const auto& c : kKeyboardCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kKeyboardCases);
 }
 
 TEST(KeyboardMessage, ComparisonIgnoresTimeAndUnnamedValuesPrintAsUnknown) {

@@ -1,9 +1,7 @@
 // The identifier table against the registry, both ways, and one valid frame of every
 // registered record kind through the shared record checks and every cut-off prefix.
-#include <cxxabi.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <map>
 #include <memory>
 
@@ -245,18 +243,10 @@ const std::vector<IdRow>& idTable() {
 }
 // clang-format on
 
-std::string demangled(const std::type_info& type) {
-  int status = 0;
-  char* name = abi::__cxa_demangle(type.name(), nullptr, nullptr, &status);
-  std::string text = status == 0 ? name : type.name();
-  std::free(name);
-  return text;
-}
-
 // The table's class name, with "uint64_t" spelled as this host's compiler spells it.
 std::string expectedClass(std::string cls) {
   const std::size_t at = cls.find("uint64_t");
-  if (at != std::string::npos) cls.replace(at, 8, demangled(typeid(uint64_t)));
+  if (at != std::string::npos) cls.replace(at, 8, vxtest::className(typeid(uint64_t)));
   return cls;
 }
 
@@ -289,7 +279,7 @@ TEST(AllRecords, IdentifierTableMatchesNamesAndRegistryBothWays) {
     auto msg = vxtest::decode(vxtest::caseFrame(row.sample));
     ASSERT_NE(msg, nullptr);
     const MessageBase& decoded = *msg;
-    EXPECT_EQ(demangled(typeid(decoded)), expectedClass(row.cls));
+    EXPECT_EQ(vxtest::className(typeid(decoded)), expectedClass(row.cls));
     if (row.keepsTimeStamp) {
       EXPECT_EQ(msg->timeStamp, vxtest::kCaseTs);
     }

@@ -69,8 +69,7 @@ const std::vector<RecordCase>& cases() {
 }  // namespace
 
 TEST(CCPMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
-  for (const RecordCase& c : cases()) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(cases());
 }
 
 TEST(CCPMessages, SetReturnCodesParametersAndChannels) {

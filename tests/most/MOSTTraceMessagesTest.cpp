@@ -31,7 +31,7 @@ namespace {
 
 // clang-format off
 const RecordCase kCases[] = {
-  {2, "00 00 " CTRL, TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
+  // The plain control frame is AllRecords' sample.
   {2, "00 70 " CTRL, TS "  MOST CTRL   | [INVALID_ARBITRATION] [WRONG_PARITY] [CRC_ERROR] [0456 -> 0123]"
                         " . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
   {2, "00 00 " CTRL " 77", TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46,

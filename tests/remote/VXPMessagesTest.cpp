@@ -1,7 +1,5 @@
-#include <cxxabi.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <set>
 
@@ -104,14 +102,6 @@ const VxpCase kCases[] = {
 };
 // clang-format on
 
-std::string className(const MessageBase& msg) {
-  int status = 0;
-  char* name = abi::__cxa_demangle(typeid(msg).name(), nullptr, nullptr, &status);
-  std::string text = status == 0 ? name : typeid(msg).name();
-  std::free(name);
-  return text;
-}
-
 std::unique_ptr<MessageBase> decodeCase(uint16_t id, const std::string& body) {
   const Bytes f = vxtest::frame(id, vxtest::kCaseTs, hex(body), vxtest::kCaseHeaderWord);
   return vxtest::decodeExact(f, f.size());
@@ -160,9 +150,9 @@ TEST(VXPMessages, EveryIdentifierAndDirectionGetsItsClassAndKeepsItsPayload) {
       auto msg = vxtest::decodeExact(f, f.size());
       ASSERT_NE(msg, nullptr);
       const bool plain =
-          className(*msg) == (isRequest ? "VXPMessageRequest" : "VXPMessageResponse");
+          vxtest::className(typeid(*msg)) == (isRequest ? "VXPMessageRequest" : "VXPMessageResponse");
       EXPECT_EQ(!plain, (isRequest ? typedRequests : typedResponses).count(id) != 0)
-          << (isRequest ? "request " : "response ") << className(*msg);
+          << (isRequest ? "request " : "response ") << vxtest::className(typeid(*msg));
       EXPECT_EQ(msg->timeStamp, 5u);
       EXPECT_EQ(msg->headerWord, 0x0304);
       EXPECT_EQ(vxtest::toHex(vxtest::serialise(*msg)), vxtest::toHex(f));

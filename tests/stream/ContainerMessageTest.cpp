@@ -94,8 +94,7 @@ std::unique_ptr<ContainerMessage> reread(const ContainerMessage& c) {
 }  // namespace
 
 TEST(ContainerMessage, DecodesPrintsAndWritesEveryBodyLayout) {
-  vxtest::RegistryGuard registry;
-  for (const RecordCase& c : kContainerCases) vxtest::checkRecordCase(c);
+  vxtest::checkRecordCases(kContainerCases);
 }
 
 TEST(ContainerMessage, RoundTripsManyRecordKindsPlainAndCompressed) {
@@ -232,17 +231,6 @@ TEST(ContainerMessage, CorruptOrForeignCompressedBlocksFailWithoutOverrun) {
   EXPECT_EQ(err, E + "size mismatch\n");
   EXPECT_FALSE(attempt(hex("00"), 0, &err));
   EXPECT_EQ(err, E + "nothing decompressed, out vector is empty\n");
-  // Every single-bit flip: a clean error or a walk over whatever came out, never a crash.
-  int detected = 0;
-  for (std::size_t i = 0; i < block.size() * 8; ++i) {
-    Bytes flipped = block;
-    flipped[i / 8] ^= uint8_t(1u << (i % 8));
-    if (!attempt(flipped, good.blockSize, &err)) {
-      ++detected;
-      EXPECT_EQ(err.rfind(E, 0), 0u) << i;
-    }
-  }
-  EXPECT_GT(detected, 0);
 }
 
 TEST(ContainerMessage, CodecTextsAndUncompressedSizeOfPlainFrames) {

@@ -9,7 +9,6 @@ using vxtest::RecordCase;
 #define TS "2020-09-13 12:26:40.123456"
 
 TEST(FileLevelMessages, TableOfFrames) {
-  vxtest::RegistryGuard registry;
   const RecordCase rows[] = {
       // The checksum prints in lower case whatever the stream says.
       {255, "DE AD BE EF", TS "  EOF         | CRC = 0xdeadbeef", 16, vxtest::kDecodes, nullptr,
@@ -22,7 +21,7 @@ TEST(FileLevelMessages, TableOfFrames) {
       {254, "", TS "  PADDING     | ", 12},
       {254, "00 00 FF 10", TS "  PADDING     | 00 00 FF 10", 16},
   };
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(FileLevelMessages, ShortByteRunFramesAreRejectedWithTheirOwnText) {

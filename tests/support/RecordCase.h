@@ -40,4 +40,11 @@ Bytes caseFrame(const RecordCase& c);
 // Runs every check of the row; failures are reported with the row's frame.
 void checkRecordCase(const RecordCase& c);
 
+// Every row, with all creators registered for the duration.
+template <typename Rows>
+void checkRecordCases(const Rows& rows) {
+  RegistryGuard registry;
+  for (const RecordCase& c : rows) checkRecordCase(c);
+}
+
 }  // namespace vxtest

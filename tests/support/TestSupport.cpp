@@ -1,9 +1,10 @@
 #include "support/TestSupport.h"
 
-#include <unistd.h>
+#include <cxxabi.h>
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <iomanip>
 #include <stdexcept>
 
@@ -63,6 +64,14 @@ Bytes serialise(const MessageBase& msg, bool withSync) {
   return Bytes(buf.begin(), buf.end());
 }
 
+std::string className(const std::type_info& type) {
+  int status = 0;
+  char* name = abi::__cxa_demangle(type.name(), nullptr, nullptr, &status);
+  std::string text = status == 0 ? name : type.name();
+  std::free(name);
+  return text;
+}
+
 std::unique_ptr<MessageBase> decode(const Bytes& bytes) {
   return std::unique_ptr<MessageBase>(
       MessageBase::readFromByteArray(bytes.data(), static_cast<unsigned int>(bytes.size())));
@@ -76,12 +85,6 @@ RegistryGuard::RegistryGuard()
 RegistryGuard::~RegistryGuard() {
   MessageBase::invalidHandling = invalidHandling_;
   MessageBase::creators = creators_;
-}
-
-std::pair<int, int> makePipe() {
-  int fds[2];
-  if (pipe(fds) != 0) throw std::runtime_error("pipe failed");
-  return {fds[0], fds[1]};
 }
 
 }  // namespace vxtest

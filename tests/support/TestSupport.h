@@ -5,6 +5,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "vxtrace/MessageBase.h"
@@ -27,6 +28,9 @@ Bytes syncFrame(uint16_t msgId, unsigned long long timeStamp, const Bytes& body,
 
 // Serialises a record (createByteArray) and returns the bytes.
 Bytes serialise(const MessageBase& msg, bool withSync = false);
+
+// The class name of a type as the host's compiler spells it.
+std::string className(const std::type_info& type);
 
 // Decodes a whole byte vector through the registry; the caller owns the result.
 std::unique_ptr<MessageBase> decode(const Bytes& bytes);
@@ -54,8 +58,5 @@ class RegistryGuard {
   int invalidHandling_;
   decltype(MessageBase::creators) creators_;
 };
-
-// Bytes into a pipe from a thread-less writer: returns {readFd, writeFd}.
-std::pair<int, int> makePipe();
 
 }  // namespace vxtest

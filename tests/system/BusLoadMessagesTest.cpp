@@ -21,7 +21,6 @@ using vxtest::RecordCase;
 #define MEPTXT ", numMEPMsg = 5, bytesMEPMsg = 6"
 
 TEST(BusLoadMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {32789, "0A 04 FD", BL "HSCAN, bus = 5, load = N/C", 15},
@@ -65,32 +64,14 @@ TEST(BusLoadMessages, RecordTable) {
      42, vxtest::kDecodes, "02 03 00 00 " C4 "00 00 00 00 00 00 00 00 00 00"},
     // The checks in their order: length, type, bus, then the MOST lengths.
     {32804, "05 15 00 00 00 00 00", nullptr, -1, invalidLength},
-    {32804, "05 15 00 00 00 00 00 00", nullptr, -1, invalidEnumValue},
-    {32804, "00 15 00 00 00 00 00 00", nullptr, -1, invalidEnumValue},
+    {32804, "05 15 00 00 00 00 00 00", nullptr, -1, invalidEnumValue, nullptr, true, "blType_t=5"},
+    {32804, "00 15 00 00 00 00 00 00", nullptr, -1, invalidEnumValue, nullptr, true, "busid_t=21"},
     {32804, "02 03 00 00 00 00 00 01 00 00 00 02 00 00 00 03 00 00 00", nullptr, -1,
      invalidLength},
     {32804, "02 08 00 00 " C4 "00 00 00 05 00 00 00", nullptr, -1, invalidLength},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
-}
-
-TEST(BusLoadMessages, BadEnumerationsNameTheirTypeAndValue) {
-  vxtest::RegistryGuard guard;
-  MessageBase::invalidHandling = 1;
-  struct {
-    const char* body;
-    const char* name;
-    uint16_t value;
-  } cases[] = {{"05 15 00 00 00 00 00 00", "blType_t", 5},
-               {"01 15 00 00 00 00 00 00", "busid_t", 21}};
-  for (const auto& c : cases) {
-    auto msg = vxtest::decode(vxtest::frame(MSGID_BUSLOADEXT, 0, vxtest::hex(c.body)));
-    auto* inv = dynamic_cast<InvalidMessage*>(msg.get());
-    ASSERT_NE(inv, nullptr) << c.body;
-    EXPECT_EQ(c.name, inv->enumName);
-    EXPECT_EQ(c.value, inv->enumValue);
-  }
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(BusLoadMessages, WritersThrowWhenRoomIsBelowTheSize) {

@@ -20,7 +20,6 @@ using vxtest::RecordCase;
 #define MOBILE TS "  MobileService | receiver: "
 
 TEST(DeviceMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {134, "02 05", TS " SHUTDOWN | SD_CANCEL | urgent", 14},
@@ -59,7 +58,7 @@ TEST(DeviceMessages, RecordTable) {
     {32826, "", nullptr, -1, invalidLength},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(DeviceMessages, ShortShutdownFormsAndPushButtonLengths) {

@@ -12,7 +12,6 @@ using vxtest::RecordCase;
 #define BS "1970-01-01 00:00:00.000005 NOTIFICATION_MESSAGE | [\"BusStatusNotificationMessage\"] ; "
 
 TEST(NotificationMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {32824, "09 00 04 01 00 03 02", BS "Bus: CAN; Channel: 3; State: not connected", 19,
@@ -32,7 +31,7 @@ TEST(NotificationMessages, RecordTable) {
      vxtest::kDecodes, "04 01 0A 02 01 02"},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(NotificationMessages, BusStatusKeepsOnlyTheTopOfItsStampAndNoHeaderWord) {

@@ -14,7 +14,6 @@ using vxtest::RecordCase;
 #define PHY TS "  PHY STATUS  | "
 
 TEST(PhyStatusMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     // The link register of other PHYs is 1: unknown, though register 23 still gives the SQI.
@@ -40,7 +39,7 @@ TEST(PhyStatusMessages, RecordTable) {
     {32, "06 00 00 01 00 00 00", nullptr, -1, invalidLength},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(PhyStatusMessages, DerivedValuesAndNames) {

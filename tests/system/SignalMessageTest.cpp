@@ -16,7 +16,6 @@ using vxtest::RecordCase;
 #define EMPTY "[webappName=] [unit=] [value=] "
 
 TEST(SignalMessage, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {32806, "00 00 00 00 00 00 00 00 " ZERO8 ZERO8 "00",
@@ -38,7 +37,7 @@ TEST(SignalMessage, RecordTable) {
      "00 00 00 00 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 00"},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(SignalMessage, EqualityCountsTheTimeStampAndNeverHoldsForNaN) {

@@ -17,7 +17,6 @@ using vxtest::RecordCase;
 #define UNKNOWN_USAGE "2D 2F 2D 3B 2D 2F 2D 3B 2D 2F 2D 3B 2D 2F 2D 3B"  // -/-;-/-;-/-;-/-;
 
 TEST(SystemMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     {128, "00", SYS "[INFO] ", 13},
@@ -45,7 +44,7 @@ TEST(SystemMessages, RecordTable) {
     {128, "", nullptr, -1, invalidLength},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(SystemMessages, UsageTextFollowsTheArrayAndParsesBack) {

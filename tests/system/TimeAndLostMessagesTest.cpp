@@ -18,7 +18,6 @@ using vxtest::RecordCase;
 #define ZERO8 "00 00 00 00 00 00 00 00 "
 
 TEST(TimeAndLostMessages, RecordTable) {
-  vxtest::RegistryGuard guard;
   // clang-format off
   const RecordCase rows[] = {
     // The text fixes lower-case digits, also on an upper-case stream.
@@ -57,7 +56,7 @@ TEST(TimeAndLostMessages, RecordTable) {
      "06 00 " ZERO8 ZERO8 "00 00 00 00"},
   };
   // clang-format on
-  for (const RecordCase& row : rows) vxtest::checkRecordCase(row);
+  vxtest::checkRecordCases(rows);
 }
 
 TEST(TimeAndLostMessages, TimeCountRuleRejectsWrappingLengthsAndYieldsNullWithoutATime) {
