@@ -48,7 +48,8 @@ def trace_frames(path):
             continue
         channel, kind, state, length = body[0:4]
         rec = {"ts": ts, "channel": "can%d" % channel, "kind": kind, "code": state & 0x0F,
-               "ext": False, "fd": False, "brs": False, "esi": False, "id": 0, "data": b""}
+               "tx": kind == 2, "ext": False, "fd": False, "brs": False, "esi": False, "id": 0,
+               "data": b""}
         if msgid == 1 and kind != 1:
             (rec["id"],) = struct.unpack_from(">H", body, 4)
             rec["data"] = bytes(body[6:6 + length])
@@ -81,7 +82,8 @@ def main():
         codes = {r["code"] for r in expected if r["kind"] == 1}
         check(codes == set(ERR_NAMES), "trace lacks error codes: %s" % codes)
         check(any(r["fd"] and r["brs"] for r in expected) and any(r["esi"] for r in expected)
-              and any(r["ext"] and not r["fd"] for r in expected), "trace lacks frame kinds")
+              and any(r["ext"] and not r["fd"] for r in expected)
+              and any(r["tx"] for r in expected), "trace lacks frame kinds")
 
         # --- candump log, read by python-can ------------------------------------------------
         log = os.path.join(tmp, "t.log")
@@ -99,13 +101,15 @@ def main():
         for rec, msg, line in zip(expected, messages, lines):
             where = "%s: %s" % (line, rec)
             check(line.startswith("(%010d.%06d) " % divmod(rec["ts"], 1000000)), "time " + where)
+            check(line.endswith(" T" if rec["tx"] else " R"), "direction " + where)
             if msg is None:
                 continue  # python-can missing: only the lines' own checks
             check(abs(msg.timestamp * 1e6 - rec["ts"]) < 1.0, "time stamp " + where)
+            check(msg.is_rx != rec["tx"], "is_rx " + where)
             if rec["kind"] == 1 and rec["code"] == 7:
                 # A controller problem, not a bus error: python-can does not know it as an
                 # error frame; the line holds CAN_ERR_FLAG|CAN_ERR_CRTL and RX overflow.
-                check(line.endswith(" %s 20000004#0001000000000000" % rec["channel"]), where)
+                check(line.endswith(" %s 20000004#0001000000000000 R" % rec["channel"]), where)
                 continue
             if rec["kind"] == 1:
                 check(msg.is_error_frame, "error frame " + where)
@@ -127,11 +131,11 @@ def main():
         run = subprocess.run([CLI, "convert", trace, "--to", "pcapng", "-o", pcap],
                              capture_output=True, text=True)
         check(run.returncode == 0, "convert to pcapng failed: %s" % run.stderr)
-        fields = ["frame.time_epoch", "frame.interface_name", "can.id", "can.flags.xtd",
-                  "can.flags.err", "can.len", "canfd.flags.brs", "canfd.flags.esi", "data.data",
-                  "can.err.prot.type.stuff", "can.err.prot.type.form", "can.err.ack",
-                  "can.err.prot.type.bit1", "can.err.prot.type.bit0", "can.err.prot.location",
-                  "can.err.ctrl.rx_overflow"]
+        fields = ["frame.time_epoch", "frame.interface_name", "frame.p2p_dir", "can.id",
+                  "can.flags.xtd", "can.flags.err", "can.len", "canfd.flags.brs",
+                  "canfd.flags.esi", "data.data", "can.err.prot.type.stuff",
+                  "can.err.prot.type.form", "can.err.ack", "can.err.prot.type.bit1",
+                  "can.err.prot.type.bit0", "can.err.prot.location", "can.err.ctrl.rx_overflow"]
         cmd = [TSHARK, "-r", pcap, "-T", "fields", "-E", "separator=/t", "-E", "occurrence=f"]
         for f in fields:
             cmd += ["-e", f]
@@ -145,6 +149,7 @@ def main():
             sec, _, frac = row["frame.time_epoch"].partition(".")
             check(int(sec) * 1000000 + int(frac[:6]) == rec["ts"], "time " + where)
             check(row["frame.interface_name"] == rec["channel"], "channel " + where)
+            check(row["frame.p2p_dir"] == ("0" if rec["tx"] else "1"), "direction " + where)
             if rec["kind"] == 1:
                 check(row["can.flags.err"] == "1", "error flag " + where)
                 flag = {1: "can.err.prot.type.stuff", 2: "can.err.prot.type.form",

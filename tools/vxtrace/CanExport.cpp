@@ -118,8 +118,10 @@ const char* toSocketCan(const MessageBase& msg, SocketCanFrame& f) {
       return mapError(can->state & 0x0F, f) ? nullptr : "error frame without an error class";
     case CAN_FRAME_TXREQUEST:
       return "transmit request (not a bus frame)";
-    case CAN_FRAME_STANDARD:
     case CAN_FRAME_TXMESSAGE:
+      f.sent = true;
+      break;
+    case CAN_FRAME_STANDARD:
       break;
     default:
       return "unknown CAN frame kind";
@@ -161,8 +163,7 @@ void CanExporter::add(const MessageBase& msg) {
   if (format_ == Pcapng && eth != nullptr && eth->protocol == ETH_PROTO_RAW) {
     const uint32_t iface = pcapngInterface(static_cast<uint32_t>(BUSID_ETHERNET) << 8 | eth->channel,
                                            kLinktypeEthernet, "eth" + std::to_string(eth->channel));
-    writePcapngPacket(iface, msg.timeStamp, eth->data,
-                      msg.msgId == MSGID_ETHERNET_TX ? kEpbOutbound : kEpbInbound);
+    writePcapngPacket(iface, msg.timeStamp, eth->data, msg.msgId == MSGID_ETHERNET_TX);
     ++written_;
     return;
   }
@@ -197,6 +198,8 @@ void CanExporter::writeCandump(const SocketCanFrame& f) {
     vxtrace::detail::putHex2(line + n, f.data[i], true);
     n += 2;
   }
+  line[n++] = ' ';
+  line[n++] = f.sent ? 'T' : 'R';
   line[n++] = '\n';
   std::fwrite(line, 1, static_cast<std::size_t>(n), file_);
 }
@@ -248,11 +251,11 @@ void CanExporter::writePcapngFrame(const SocketCanFrame& f) {
   packet.push_back(0);
   packet.insert(packet.end(), f.data, f.data + f.length);
   packet.resize(f.fd ? 72 : 16, 0);
-  writePcapngPacket(iface, f.timeStamp, packet, 0);
+  writePcapngPacket(iface, f.timeStamp, packet, f.sent);
 }
 
 void CanExporter::writePcapngPacket(uint32_t iface, unsigned long long timeStamp,
-                                    const std::vector<uint8_t>& packet, uint32_t flags) {
+                                    const std::vector<uint8_t>& packet, bool outbound) {
   std::vector<uint8_t> b;
   putLE32(b, 6);  // enhanced packet block
   putLE32(b, 0);
@@ -263,12 +266,10 @@ void CanExporter::writePcapngPacket(uint32_t iface, unsigned long long timeStamp
   putLE32(b, static_cast<uint32_t>(packet.size()));
   b.insert(b.end(), packet.begin(), packet.end());
   pad4(b);
-  if (flags != 0) {
-    putLE16(b, 2);  // epb_flags
-    putLE16(b, 4);
-    putLE32(b, flags);
-    putLE32(b, 0);  // end of options
-  }
+  putLE16(b, 2);  // epb_flags
+  putLE16(b, 4);
+  putLE32(b, outbound ? kEpbOutbound : kEpbInbound);
+  putLE32(b, 0);  // end of options
   finishBlock(b);
   std::fwrite(b.data(), 1, b.size(), file_);
 }

@@ -1,7 +1,8 @@
 #pragma once
 // CAN and CAN FD records in the formats of the Linux CAN tools: the candump log format and
 // pcapng with the SocketCAN link type. In pcapng, Ethernet records that hold a whole frame go
-// beside them on Ethernet interfaces, sent frames flagged outbound.
+// beside them on Ethernet interfaces. Frames the logger sent are marked as transmitted (candump
+// direction T, pcapng outbound), all others, error frames included, as received.
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -17,6 +18,7 @@ struct SocketCanFrame {
   uint32_t canId = 0;  // with the EFF (0x80000000) and ERR (0x20000000) flags
   bool fd = false;
   uint8_t fdFlags = 0;  // BRS 0x01, ESI 0x02
+  bool sent = false;    // transmitted by the logger
   uint8_t length = 0;
   uint8_t data[64] = {};
   unsigned channel = 0;              // canN
@@ -47,7 +49,7 @@ class CanExporter {
   // Interface id of a logger channel, described on first use.
   uint32_t pcapngInterface(uint32_t key, uint16_t linkType, const std::string& name);
   void writePcapngPacket(uint32_t iface, unsigned long long timeStamp,
-                         const std::vector<uint8_t>& packet, uint32_t flags);
+                         const std::vector<uint8_t>& packet, bool outbound);
 
   std::FILE* file_;
   Format format_;
