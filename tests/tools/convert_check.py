@@ -90,9 +90,10 @@ def main():
         run = subprocess.run([CLI, "convert", trace, "--to", "candump", "-o", log, "--verbose"],
                              capture_output=True, text=True)
         check(run.returncode == 0, "convert to candump failed: %s" % run.stderr)
-        check(run.stderr == "vxtrace: %s: %d records not written to candump: not a CAN frame "
-              "record\nvxtrace: %s: %d records not written to candump: transmit request (not a "
-              "bus frame)\n" % (trace, others, trace, tx_requests), "reports: " + run.stderr)
+        check(run.stderr == "vxtrace: %s: V1 framing (55 AA markers) (detected)\n"
+              "vxtrace: %s: %d records not written to candump: not a CAN frame record\n"
+              "vxtrace: %s: %d records not written to candump: transmit request (not a bus "
+              "frame)\n" % (trace, trace, others, trace, tx_requests), "reports: " + run.stderr)
         lines = open(log).read().splitlines()
         check(len(lines) == len(expected), "%d lines, %d frames" % (len(lines), len(expected)))
         messages = list(can.LogReader(log)) if can is not None else [None] * len(lines)
