@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "support/Garbage.h"
 #include "support/IoSupport.h"
 #include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
@@ -26,9 +27,8 @@ void frameInto(Bytes& out, const MessageBase& msg, bool v2) {
   msg.createByteArray(out, !v2, true);
 }
 
-// CAN and text records (whose bodies hold markers now and then), with garbage after every
-// tenth: plain bytes, a false marker with any size, or a false marker with a plausible header
-// that would decode if taken.
+// CAN and text records (whose bodies hold markers now and then), with garbage of each form in
+// turn after every tenth.
 Spliced splice(bool v2, int records, std::mt19937& rng) {
   Spliced s;
   auto byte = [&] { return static_cast<uint8_t>(rng()); };
@@ -49,26 +49,7 @@ Spliced splice(bool v2, int records, std::mt19937& rng) {
     frameInto(s.bytes, *msg, v2);
     s.records.push_back(std::move(msg));
     if (i % 10 != 5) continue;
-    Bytes junk;
-    switch ((i / 10) % 3) {
-      case 0:  // plain garbage, no marker
-        for (int n = 1 + rng() % 20; n > 0; --n) junk.push_back(0x60 + rng() % 0x20);
-        break;
-      case 1:  // a false marker and any size
-        junk = v2 ? Bytes{'Z', byte(), byte(), byte(), byte()} : Bytes{0x55, 0xAA, byte(), byte()};
-        for (int n = rng() % 10; n > 0; --n) junk.push_back(byte());
-        break;
-      default: {  // a false marker and a plausible CAN header spanning the next records
-        const uint16_t size = static_cast<uint16_t>(40 + rng() % 200);
-        if (v2) junk = {'Z', 0, static_cast<uint8_t>((size + 2) >> 8), static_cast<uint8_t>(size + 2)};
-        else junk = {0x55, 0xAA};
-        Bytes head = vxtest::frame(MSGID_CAN, 5, Bytes(4, 1));
-        head[0] = static_cast<uint8_t>(size >> 8);
-        head[1] = static_cast<uint8_t>(size);
-        junk.insert(junk.end(), head.begin(), head.end());
-      }
-    }
-    if (junk[0] == 0) junk[0] = 0x13;
+    const Bytes junk = vxtest::garbage(static_cast<vxtest::Garbage>((i / 10) % 3), v2, rng);
     s.losses.push_back({TraceFileReader::loss_t::SKIPPED, s.bytes.size(), junk.size()});
     s.bytes.insert(s.bytes.end(), junk.begin(), junk.end());
   }
