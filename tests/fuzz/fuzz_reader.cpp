@@ -2,8 +2,9 @@
 //
 // Input: one control byte, then the stream. Control bits 0..1: framing (V1, V1 without marker,
 // V2, V2 without marker); bit 2: keepRawData; bit 3: invalidHandling 1 instead of the initial
-// value. Checks: every byte is read, losses and records come in stream order without
-// overlapping, and each record prints and copies.
+// value; bit 4: read in the framing the probe names. Checks: every byte is read, losses and
+// records come in stream order without overlapping and their dumps within them, and each
+// record prints and copies.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -37,10 +38,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   {
     TraceFileReader reader(fd, static_cast<TraceFileReader::framing_t>(control & 3));
     reader.keepRawData = (control & 4) != 0;
+    if (control & 16) reader.setFraming(reader.probeFraming());
     uint64_t next = 0;  // nothing reported may start before this offset
     reader.setLossHandler([&](const TraceFileReader::loss_t& loss) {
       if (loss.offset < next || loss.length == 0 || loss.offset + loss.length > size - 1)
         vxfuzz::fail("loss out of order, empty or beyond the input", nullptr);
+      if (loss.headLength > loss.length || loss.headLength > TraceFileReader::kMaxHead ||
+          (loss.headLength != 0 && loss.head == nullptr))
+        vxfuzz::fail("dump longer than the loss or missing", nullptr);
+      for (std::size_t i = 0; i < loss.headLength; ++i)
+        if (loss.offset + i >= size - 1 || loss.head[i] != input[1 + loss.offset + i])
+          vxfuzz::fail("dump differs from the input", nullptr);
       next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset : loss.offset + loss.length;
     });
     while (std::unique_ptr<MessageBase> msg{reader.next()}) {

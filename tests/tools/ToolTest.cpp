@@ -1,5 +1,6 @@
 // The vxtrace tool run as a process on generated traces; expectations come from the library's
 // own records and texts, built in this process from the same generator.
+#include <poll.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -450,4 +451,47 @@ TEST_F(ToolTest, GenRemoteWritesARequestResponseSessionThatDumpPrints) {
   EXPECT_TRUE(Has(r.out, "VXPID_FWUPDATE, VXPSTATUS_PROGRESS] [50%] [flashing] "));
   EXPECT_TRUE(Has(r.out, "[ERR_FILE_NOT_FOUND] [no certificate installed] "));
   EXPECT_TRUE(Has(r.out, ";2;brake,test_run] "));
+}
+
+// Records of a live stream show while the tool waits for more: it flushes before each wait.
+TEST_F(ToolTest, LiveStreamRecordsShowWhileTheToolWaits) {
+  Trace t = makeTrace(400, 4);
+  int in[2], out[2];
+  ASSERT_EQ(::pipe(in), 0);
+  ASSERT_EQ(::pipe(out), 0);
+  const pid_t pid = ::fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    ::dup2(in[0], STDIN_FILENO);
+    ::dup2(out[1], STDOUT_FILENO);
+    for (int fd : {in[0], in[1], out[0], out[1]}) ::close(fd);
+    ::execl(VXTRACE_CLI, "vxtrace", "dump", "-", static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  ::close(in[0]);
+  ::close(out[1]);
+  const std::size_t half = t.spans[200].second;
+  ASSERT_EQ(::write(in[1], t.bytes.data(), half), static_cast<ssize_t>(half));
+  // The last record sent may wait for its successor; all before it must arrive.
+  std::string wanted;
+  for (std::size_t i = 0; i < 200; ++i) wanted += t.records[i]->toString() + "\n";
+  std::string got;
+  char buffer[4096];
+  pollfd p{out[0], POLLIN, 0};
+  while (got.size() < wanted.size() && ::poll(&p, 1, 10000) == 1) {
+    const ssize_t n = ::read(out[0], buffer, sizeof buffer);
+    if (n <= 0) break;
+    got.append(buffer, static_cast<std::size_t>(n));
+  }
+  EXPECT_EQ(got.substr(0, wanted.size()), wanted);
+  ASSERT_EQ(::write(in[1], t.bytes.data() + half, t.bytes.size() - half),
+            static_cast<ssize_t>(t.bytes.size() - half));
+  ::close(in[1]);
+  for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) > 0;)
+    got.append(buffer, static_cast<std::size_t>(n));
+  ::close(out[0]);
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(got, texts(t));
 }
