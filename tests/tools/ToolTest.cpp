@@ -261,6 +261,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
       {{"gen", path("g.vxt"), "--seed", "12x"}, ""},
       {{"dump", trace, "--count", "-5"}, ""},
+      {{"stats", trace, "--quiet", "--verbose"}, ""},
       {{"dump", trace, "--from", "2024-01-02 00:00:00", "--to", "2024-01-01 00:00:00"}, ""},
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
@@ -277,6 +278,12 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
     EXPECT_EQ(countOf(r.err, "\n"), 1u) << r.err;
     EXPECT_TRUE(text.empty() || r.err == text) << r.err;
   }
+  // Standard output that cannot take the records (a full disk) is an I/O error too.
+  const std::string full = VXTRACE_CLI " dump '" + trace + "' >/dev/full 2>'" + path("err") + "'";
+  const int status = std::system(full.c_str());
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2);
+  EXPECT_EQ(vxtest::readFile(path("err")),
+            "vxtrace: cannot write 'standard output': No space left on device\n");
   // Nothing was written over the input or next to it.
   EXPECT_EQ(vxtest::readFile(trace), vxtest::readFile(path("link.vxt")));
   EXPECT_EQ(vxtest::readFile(trace).size(), makeTrace(20).bytes.size());
