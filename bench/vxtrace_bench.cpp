@@ -325,7 +325,10 @@ void BM_RecoverFromMemfd(benchmark::State& state) {
   const uint64_t allocs0 = heap.allocations;
   LoopClock clock;
   for (auto _ : state) {
+    // As the tool reads: the framing probed, a flush hook on every wait.
     TraceFileReader reader(file.rewind());
+    reader.setFraming(reader.probeFraming());
+    reader.setWaitHandler([] {});
     std::size_t n = 0;
     while (std::unique_ptr<MessageBase> msg{reader.next()}) {
       benchmark::DoNotOptimize(msg.get());

@@ -47,7 +47,7 @@ inline void readFrameHeader(ByteReader& in, MessageBase& msg) {
 // that checked builds stop at.
 template <typename Body>
 unsigned int writeRecord(const MessageBase& msg, unsigned char*& out, unsigned int room,
-                         bool withSync, Body&& body, unsigned int excess = 0) {
+                         bool withSync, Body&& body, [[maybe_unused]] unsigned int excess = 0) {
   const unsigned int header = msg.MessageBase::writeToByteArray(out, room, withSync);
   if (header == 0) return 0;
   const unsigned int size = msg.getSize() & 0xFFFFu;
