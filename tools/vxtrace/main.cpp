@@ -266,7 +266,8 @@ struct ReadFlags {
     cmd->add_flag("--register-diag", registerDiag,
                   "Decode KWP2000 and UDS records (identifiers 26 to 29, not registered by "
                   "default)");
-    auto* verboseFlag = cmd->add_flag("--verbose", verbose, "Also name the framing read and explain what was left out");
+    auto* verboseFlag = cmd->add_flag(
+        "--verbose", verbose, "Also name the framing read and explain what was left out");
     cmd->add_flag("--quiet", quiet, "Only the final summary line on standard error")
         ->excludes(verboseFlag);
   }
@@ -331,12 +332,15 @@ struct DumpArgs {
 };
 
 int runDump(const DumpArgs& a) {
-  std::map<uint16_t, std::string> ids;  // identifier -> as typed
-  for (const auto& t : a.ids) ids.emplace(idOption(t), t);
-  std::map<std::string, std::string> channels;  // label key -> as typed
-  for (const auto& t : a.channels) channels.emplace(labelKey(t), t);
-  std::set<uint16_t> idsSeen;
-  std::set<std::string> channelsSeen;
+  // A filter value as typed, and whether any record of the input matched it.
+  struct Wanted {
+    std::string typed;
+    bool seen = false;
+  };
+  std::map<uint16_t, Wanted> ids;
+  for (const auto& t : a.ids) ids.emplace(idOption(t), Wanted{t});
+  std::map<std::string, Wanted> channels;  // by label key
+  for (const auto& t : a.channels) channels.emplace(labelKey(t), Wanted{t});
   std::optional<unsigned long long> from, to;
   if (!a.from.empty()) from = timeOption("--from", a.from);
   if (!a.to.empty()) to = timeOption("--to", a.to);
@@ -347,8 +351,7 @@ int runDump(const DumpArgs& a) {
   Input in(a.file);
   Output out("-");
   if (in.fd == STDIN_FILENO && isatty(STDIN_FILENO) && !a.read.quiet)
-    std::cerr << "vxtrace: waiting on standard input (a trace piped in, or Ctrl-D to end)"
-              << std::endl;
+    report(nullptr, "waiting on standard input (a trace piped in, or Ctrl-D to end)");
   Progress progress(Progress::wanted(true), in.size, "B");
   ReadOptions options = a.read.options();
   options.invalidRecords = a.invalid;
@@ -362,19 +365,18 @@ int runDump(const DumpArgs& a) {
   auto show = [&](const MessageBase& rec) {
     const MessageBase* msg = &rec;
     // Each filter is matched on its own, so that one that never matches can be named.
-    bool wanted = true;
-    if (!ids.empty()) {
-      auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
-      const uint16_t id = inv ? inv->id : static_cast<uint16_t>(msg->msgId);
-      if (ids.count(id)) idsSeen.insert(id);
-      else wanted = false;
-    }
-    if (!channels.empty()) {
-      const std::string key = labelKey(channelLabel(msg->getSourceChannel()));
-      if (channels.count(key)) channelsSeen.insert(key);
-      else wanted = false;
-    }
-    if (!wanted) return true;
+    auto match = [](auto& filter, const auto& key) {
+      if (filter.empty()) return true;
+      auto it = filter.find(key);
+      if (it == filter.end()) return false;
+      it->second.seen = true;
+      return true;
+    };
+    auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
+    const bool idWanted = match(ids, inv ? inv->id : static_cast<uint16_t>(msg->msgId));
+    const bool channelWanted =
+        channels.empty() || match(channels, labelKey(channelLabel(msg->getSourceChannel())));
+    if (!idWanted || !channelWanted) return true;
     if ((from && msg->timeStamp < *from) || (to && msg->timeStamp > *to)) return true;
     line = msg->toString();
     if (a.localTime && msg->label.empty()) {
@@ -405,11 +407,14 @@ int runDump(const DumpArgs& a) {
   progress.hide();
   if (!ok) throw Failure{reader.error()};
   if (whole) {
-    for (const auto& [id, typed] : ids)
-      if (!idsSeen.count(id)) report(nullptr, "warning: --id " + inQuotes(typed) + " matches no record in " + in.name);
-    for (const auto& [key, typed] : channels)
-      if (!channelsSeen.count(key))
-        report(nullptr, "warning: --channel " + inQuotes(typed) + " matches no record in " + in.name);
+    auto warn = [&](const char* option, const auto& filter) {
+      for (const auto& [key, wanted] : filter)
+        if (!wanted.seen)
+          report(nullptr, std::string("warning: ") + option + " " + inQuotes(wanted.typed) +
+                              " matches no record in " + in.name);
+    };
+    warn("--id", ids);
+    warn("--channel", channels);
   }
   return finishRead(reader, in.name);
 }
