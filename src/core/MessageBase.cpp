@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "util/ByteOrder.h"
+#include "util/Diagnostics.h"
 #include "util/Hex.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/InvalidMessage.h"
@@ -16,6 +17,7 @@
 
 using vxtrace::detail::loadBE16;
 using vxtrace::detail::loadBE64;
+using vxtrace::detail::errorLog;
 using vxtrace::detail::storeBE16;
 using vxtrace::detail::storeBE64;
 
@@ -68,12 +70,12 @@ unsigned int MessageBase::createByteArray(std::vector<unsigned char>& buf, bool 
                                           bool append) const {
   const unsigned int size = getSize();
   if (size > 0x10004) {
-    std::cerr << "[ERROR] Message size too big" << std::endl;
+    errorLog() << "[ERROR] Message size too big" << std::endl;
     return 0;
   }
   const unsigned int n = size + (withSync ? 4 : 2);
   if (n <= 11) {
-    std::cerr << "[ERROR] Message size too small" << std::endl;
+    errorLog() << "[ERROR] Message size too small" << std::endl;
     return 0;
   }
   std::size_t start = 0;
@@ -178,7 +180,7 @@ void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool u
 }
 
 void MessageBase::reportInvalidVersion(unsigned char version) {
-  std::cerr << "Trying to set an invalid VXTrace version of " << static_cast<unsigned>(version)
+  errorLog() << "Trying to set an invalid VXTrace version of " << static_cast<unsigned>(version)
             << std::endl;
   std::terminate();
 }

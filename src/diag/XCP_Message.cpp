@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "diag/DiagNames.h"
+#include "util/Diagnostics.h"
 #include "util/Record.h"
 #include "vxtrace/BusId.h"
 
@@ -170,7 +171,7 @@ unsigned int timestampSize(X::timestampFieldType_t t) {
   return t == X::TS_BYTE ? 1 : t == X::TS_WORD ? 2 : t == X::TS_DWORD ? 4 : 0;
 }
 
-void errorLine(const char* text) { std::cerr << "[ERROR] " << text << std::endl; }
+void errorLine(const char* text) { errorLog() << "[ERROR] " << text << std::endl; }
 
 [[noreturn]] void reject(const char* text) {
   errorLine(text);
@@ -182,7 +183,7 @@ X::packetType_t classify(X::msgDirection_t dir, uint8_t pid, bool report) {
   if (dir == X::DIR_TX) {
     if (pid >= 0xC0) return X::CTO_CMD;
     if (report)
-      std::cerr << "[WARNING] XCP_Message::setPacketType: STIMULATION is not supported at the "
+      warningLog() << "[WARNING] XCP_Message::setPacketType: STIMULATION is not supported at the "
                    "moment"
                 << std::endl;
     return X::DTO_STIM;
@@ -202,7 +203,7 @@ X::packetType_t classify(X::msgDirection_t dir, uint8_t pid, bool report) {
     }
   }
   if (report)
-    std::cerr << "[ERROR] XCP_Message::setPacketType: Unknown direction=" << dir << std::endl;
+    errorLog() << "[ERROR] XCP_Message::setPacketType: Unknown direction=" << dir << std::endl;
   return X::PACKET_UNKNOWN;
 }
 

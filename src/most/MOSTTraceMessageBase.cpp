@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "most/MOSTCommon.h"
+#include "util/Diagnostics.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/MOSTTraceAllocationMapMessage.h"
 #include "vxtrace/MOSTTraceAsynchMessage.h"
@@ -134,12 +135,12 @@ MessageBase* MOSTTraceMessageBase::readFromByteArray(const unsigned char* data,
         break;
     }
   } catch (const BufferMismatchException&) {
-    std::cerr << "[ERROR] Cannot create " << typeClassName(t) << " message" << std::endl;
+    errorLog() << "[ERROR] Cannot create " << typeClassName(t) << " message" << std::endl;
     return invalidMost(data, length, headerWord, invalidLength);
   }
   {
-    StreamStateGuard guard(std::cerr);
-    std::cerr << "[ERROR] Cannot create MOST message, unknow subtype 0x" << std::hex
+    StreamStateGuard guard(errorLog());
+    errorLog() << "[ERROR] Cannot create MOST message, unknow subtype 0x" << std::hex
               << static_cast<unsigned int>(t) << std::endl;
   }
   return invalidMost(data, length, headerWord, invalidEnumValue, "invalid subtype", t);

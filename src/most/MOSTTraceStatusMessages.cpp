@@ -5,6 +5,7 @@
 
 #include "most/MOSTCommon.h"
 #include "util/ByteOrder.h"
+#include "util/Diagnostics.h"
 #include "vxtrace/MOSTTraceAllocationMapMessage.h"
 #include "vxtrace/MOSTTraceAsynchMessage.h"
 #include "vxtrace/MOSTTraceStatusMessage.h"
@@ -108,13 +109,13 @@ namespace {
 // Checks a packet before it is kept; the diagnostics and their double blanks are long-standing.
 void checkAsynchPacket(const unsigned char* packet, unsigned int length) {
   if (length < 6) {
-    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
+    errorLog() << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
               << ", AMO_DATA =  " << 6 << std::endl;
     throw BufferMismatchException("MOSTTraceAsynchMessage message too short");
   }
   const unsigned int needed = 4u * packet[3] + 6;
   if (length < needed) {
-    std::cerr << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
+    errorLog() << "[ERROR] MOSTTraceAsynchMessage: message too short. len = " << std::dec << length
               << ", getSize() =  " << needed << std::endl;
     throw BufferMismatchException("MOSTTraceAsynchMessage message too short");
   }

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <sstream>
 
+#include "util/Diagnostics.h"
 #include "util/Record.h"
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/VXPResponseGetEventIndex.h"
@@ -91,7 +92,7 @@ VXPResponseGetEventList::VXPResponseGetEventList(msgStatus_t s, const uint8_t* d
   }
   if (events.size() != count) {
     std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-    std::cerr << "MessageResponseGetEventList: num of events doesnot match: " << events.size()
+    errorLog() << "MessageResponseGetEventList: num of events doesnot match: " << events.size()
               << " != " << count << std::endl;
   }
 }

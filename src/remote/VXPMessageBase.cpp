@@ -6,6 +6,7 @@
 #include <iostream>
 #include <mutex>
 
+#include "util/Diagnostics.h"
 #include "util/Record.h"
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/VXPMessageRequest.h"
@@ -273,7 +274,7 @@ std::string VXPMessageBase::getString(unsigned pos, unsigned width) const {
     const std::size_t start = pos + width;
     if (!in.has(length)) {
       std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-      std::cerr << "[ERROR] can't extract string, strStartPos(" << start << ") + strSize(" << length
+      errorLog() << "[ERROR] can't extract string, strStartPos(" << start << ") + strSize(" << length
                 << ") <= data.size(" << payload.size() << ")" << std::endl;
       return "";
     }
@@ -281,7 +282,7 @@ std::string VXPMessageBase::getString(unsigned pos, unsigned width) const {
     return std::string(reinterpret_cast<const char*>(text), length);
   } catch (...) {
     std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-    std::cerr << "[ERROR] VXPMessageBase::getString exception!" << std::endl;
+    errorLog() << "[ERROR] VXPMessageBase::getString exception!" << std::endl;
     return "";
   }
 }

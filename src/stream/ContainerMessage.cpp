@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "util/Diagnostics.h"
 #include "util/Record.h"
 #include "vxtrace/PlatformUtil.h"
 #include "vxtrace/XMatchPro.h"
@@ -30,8 +31,8 @@ std::size_t fillLike(std::size_t channelCount, const std::vector<uint8_t>& block
 }
 
 void reportWithDump(const std::string& text, const uint8_t* block, std::size_t length) {
-  std::cerr << "[ERROR] ContainerMessage::decompress: " << text << std::endl;
-  hexdump(std::cerr, block, length, "");
+  errorLog() << "[ERROR] ContainerMessage::decompress: " << text << std::endl;
+  hexdump(errorLog(), block, length, "");
 }
 
 }  // namespace
@@ -173,7 +174,7 @@ bool ContainerMessage::compress() {
   }
   data.clear();
   const int rc = XMatchProCompressor().run(plain.data(), plain.data() + plain.size(), &data);
-  if (rc != 0) std::cerr << "[ERROR] ContainerMessage::compress: " << codecText(rc) << std::endl;
+  if (rc != 0) errorLog() << "[ERROR] ContainerMessage::compress: " << codecText(rc) << std::endl;
   return true;
 }
 
@@ -183,11 +184,11 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
   if (compression) {
     const int rc = XMatchProDecompressor(blockSize).run(block, block + length, &plain);
     if (rc != 0) {
-      std::cerr << "[ERROR] ContainerMessage::decompress: " << codecText(rc) << std::endl;
+      errorLog() << "[ERROR] ContainerMessage::decompress: " << codecText(rc) << std::endl;
       return false;
     }
     if (plain.empty()) {
-      std::cerr << "[ERROR] ContainerMessage::decompress: nothing decompressed, out vector is "
+      errorLog() << "[ERROR] ContainerMessage::decompress: nothing decompressed, out vector is "
                    "empty"
                 << std::endl;
       return false;
@@ -221,10 +222,10 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
     try {
       msg.reset(MessageBase::readFromByteArray(in.current(), static_cast<unsigned int>(size + 2)));
     } catch (...) {  // whatever a creator throws ends the walk, never the reader
-      std::cerr << "[ERROR] ContainerMessage::decompress: exception in readFromByteArray, "
+      errorLog() << "[ERROR] ContainerMessage::decompress: exception in readFromByteArray, "
                    "msgCounter = "
                 << count << std::endl;
-      hexdump(std::cerr, in.current(), size + 2, "");
+      hexdump(errorLog(), in.current(), size + 2, "");
       return false;
     }
     if (msg) messages.push_back(std::move(msg));

@@ -12,6 +12,7 @@
 #include <iostream>
 
 #include "util/ByteReader.h"
+#include "util/Diagnostics.h"
 
 using namespace vxtrace::detail;
 
@@ -66,7 +67,7 @@ void MarkerFile::writeToken(const std::string& token, unsigned long long timeSta
                             const std::string& extra) {
   const int fd = ::open(eventFilePath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_DSYNC, 0666);
   if (fd < 0) {
-    std::cerr << "[ERROR] Cannot open event file '" << eventFilePath
+    errorLog() << "[ERROR] Cannot open event file '" << eventFilePath
               << "': " << std::strerror(errno) << std::endl;
     return;
   }
@@ -84,7 +85,7 @@ void MarkerFile::writeToken(const std::string& token, unsigned long long timeSta
   const std::string text = formatted ? std::string(line, static_cast<std::size_t>(n)) : token;
   if (!writeAllTo(fd, text.data(), text.size())) {
     const int err = errno;
-    std::cerr << "[ERROR] Cannot write '" << text
+    errorLog() << "[ERROR] Cannot write '" << text
               << (formatted ? "' to eventFile: " : "' to events file: ") << std::strerror(err)
               << std::endl;
     ::close(fd);
@@ -92,9 +93,9 @@ void MarkerFile::writeToken(const std::string& token, unsigned long long timeSta
   }
   ::fsync(fd);
   ::close(fd);
-  std::cout << "[INFO] " << token;
-  if (!extra.empty()) std::cout << " (" << extra << ")";
-  std::cout << " appended to " << eventFilePath << std::endl;
+  infoLog() << "[INFO] " << token;
+  if (!extra.empty()) infoLog() << " (" << extra << ")";
+  infoLog() << " appended to " << eventFilePath << std::endl;
 }
 
 void MarkerFile::writeEventFile(msgid_t id, unsigned long long timeStamp) {
@@ -187,7 +188,7 @@ bool MarkerFile::existMarkerCounterFile() {
 uint32_t MarkerFile::getFileSize() {
   struct stat st {};
   if (::stat(eventFilePath.c_str(), &st) != 0) {
-    std::cerr << "[ERROR] cannot determine size of " << eventFilePath << std::endl;
+    errorLog() << "[ERROR] cannot determine size of " << eventFilePath << std::endl;
     return 0;
   }
   return static_cast<uint32_t>(static_cast<unsigned long long>(st.st_blocks) *
@@ -201,7 +202,7 @@ bool MarkerFile::storeCounter(unsigned short value) {
   std::string tmp = counterFilePath + ".XXXXXX";
   const int fd = ::mkstemp(tmp.data());
   if (fd < 0) {
-    std::cerr << "[ERROR] Cannot open " << counterFilePath << std::endl;
+    errorLog() << "[ERROR] Cannot open " << counterFilePath << std::endl;
     return false;
   }
   ::fchmod(fd, 0644);
@@ -210,7 +211,7 @@ bool MarkerFile::storeCounter(unsigned short value) {
   ::close(fd);
   if (!ok || ::rename(tmp.c_str(), counterFilePath.c_str()) != 0) {
     ::unlink(tmp.c_str());
-    std::cerr << "[ERROR] Cannot open " << counterFilePath << std::endl;
+    errorLog() << "[ERROR] Cannot open " << counterFilePath << std::endl;
     return false;
   }
   const int dir = ::open(directoryOf(counterFilePath).c_str(), O_RDONLY | O_DIRECTORY);

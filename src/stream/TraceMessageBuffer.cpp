@@ -13,12 +13,15 @@
 #include <system_error>
 
 #include "util/ByteOrder.h"
+#include "util/Diagnostics.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/Exceptions.h"
 #include "vxtrace/PlatformUtil.h"
 
 using vxtrace::detail::loadBE16;
 using vxtrace::detail::StreamStateGuard;
+using vxtrace::detail::debugLog;
+using vxtrace::detail::errorLog;
 
 namespace {
 
@@ -97,7 +100,7 @@ void TraceMessageBuffer::reorganizeBuffer() {
   if (pDataStart == pbuffer || pDataEnd != pbuffer + bufferSize) return;
   auto trace = [this](const char* text) {
     std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-    std::cout << text << std::endl << *this << std::endl;
+    debugLog() << text << std::endl << *this << std::endl;
   };
   if (debug) trace("[DEBUG] TraceMessageBuffer::reorganizeBuffer (1)");
   const std::size_t pending = static_cast<std::size_t>(pDataEnd - pDataStart);
@@ -152,8 +155,8 @@ int TraceMessageBuffer::read() {
       pDataEnd += n;
       if (debug) {
         std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-        StreamStateGuard guard(std::cout);
-        std::cout << std::dec << "[DEBUG] TMB::read() " << n << " Bytes " << std::endl;
+        StreamStateGuard guard(debugLog());
+        debugLog() << std::dec << "[DEBUG] TMB::read() " << n << " Bytes " << std::endl;
       }
       return static_cast<int>(n);
     }
@@ -165,7 +168,7 @@ int TraceMessageBuffer::read() {
       if (debug) {
         ErrnoKeeper keep;
         std::lock_guard<std::mutex> lock(LogUtil::logMutex);
-        std::cout << "[DEBUG] TMB::read() " << name << ": error = EAGAIN: " << *this << std::endl;
+        debugLog() << "[DEBUG] TMB::read() " << name << ": error = EAGAIN: " << *this << std::endl;
       }
       return 0;
     }
@@ -249,7 +252,7 @@ void TraceMessageBuffer::startResync(const uint8_t* at) {
   skippedCount = 0;
   if (!reportErrors) return;
   std::unique_lock<std::mutex> lock = lockOutput(outputMutex);
-  std::ostream& os = std::cerr;
+  std::ostream& os = errorLog();
   {
     StreamStateGuard guard(os);
     os << "[WARNING] TraceMessageBuffer::getNextMessageV1() ";
@@ -281,7 +284,7 @@ void TraceMessageBuffer::finishResync() {
 
 void TraceMessageBuffer::reportSkipped() {
   std::unique_lock<std::mutex> lock = lockOutput(outputMutex);
-  std::ostream& os = std::cerr;
+  std::ostream& os = errorLog();
   {
     StreamStateGuard guard(os);
     os << std::dec << "[ERROR] invalid data (" << skippedCount << " bytes): " << std::endl;

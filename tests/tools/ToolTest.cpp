@@ -64,7 +64,7 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, texts(t));
     // Each framing is also found without being named.
-    for (const std::string& name : {"t.vxt", "bare.vxt"}) {
+    for (const char* name : {"t.vxt", "bare.vxt"}) {
       r = run({"stats", path(name), "--verbose"});
       EXPECT_EQ(r.status, 0) << r.err;
       EXPECT_EQ(r.err, "vxtrace: " + path(name) + ": " + (v2 ? "V2 framing" : "V1 framing") +
