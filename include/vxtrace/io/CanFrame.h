@@ -1,0 +1,37 @@
+#pragma once
+// A record's CAN frame as the tools of the CAN ecosystem see it: flags instead of the logger's
+// frame kind and type codes. One reading for every consumer (filters, exports, Python).
+#include <cstdint>
+
+#include "vxtrace/Export.h"
+#include "vxtrace/MessageBase.h"
+
+namespace vxtrace {
+
+struct CanFrame {
+  uint64_t timeUs = 0;  // microseconds since the epoch (the record's time stamp)
+  uint8_t channel = 0;  // zero-based logger CAN channel ("CAN #0" is can0)
+  uint32_t id = 0;      // identifier without flag bits; 0 for error frames
+  bool extended = false;  // 29-bit identifier
+  bool fd = false;
+  bool brs = false;     // CAN FD bit-rate switch
+  bool esi = false;     // CAN FD error-state indicator
+  bool remote = false;  // the logger records no remote frames: always false today
+  bool error = false;   // error frame; errorCode says which
+  bool tx = false;      // sent by the logger
+  uint8_t errorCode = 0;  // canstaterr_t of an error frame
+  uint8_t dlc = 0;        // the DLC code of length (0..15)
+  uint8_t length = 0;     // data bytes (0 for error frames)
+  uint8_t data[64] = {};
+};
+
+// Fills frame from a record that carries a frame seen on a CAN bus (CAN, extended CAN and CAN
+// FD records, CAN proxy records) and returns null; otherwise returns why it carries none
+// ("not a CAN frame record", "transmit request (not a bus frame)", ...) and frame is undefined.
+// The returned text is static.
+VXTRACE_API const char* toCanFrame(const MessageBase& record, CanFrame& frame);
+
+// The DLC code of a data length; lengths no DLC codes give the next larger code.
+VXTRACE_API uint8_t canDlcOf(unsigned length);
+
+}  // namespace vxtrace
