@@ -26,6 +26,7 @@
 #include "TraceGenerator.h"
 #include "TraceReader.h"
 #include "util/Hex.h"
+#include "vxtrace/io/Channel.h"
 #include "vxtrace/vxtrace.h"
 
 using namespace vxtrace::cli;
@@ -283,17 +284,6 @@ struct ReadFlags {
   }
 };
 
-// The label dump prints for a record's source: channels counted from 1 ("CAN #1" for the
-// library's channel 0), other sources by their name.
-std::string channelLabel(const std::string& name) {
-  const std::size_t hash = name.rfind(" #");
-  if (hash == std::string::npos || hash + 2 == name.size() ||
-      name.find_first_not_of("0123456789", hash + 2) != std::string::npos ||
-      name.size() - hash > 11)
-    return name;
-  return name.substr(0, hash + 2) + std::to_string(std::stoull(name.substr(hash + 2)) + 1);
-}
-
 // A label as typed: case and blanks do not matter ("can #1", "CAN#1").
 std::string labelKey(const std::string& label) {
   std::string key;
@@ -375,7 +365,7 @@ int runDump(const DumpArgs& a) {
     auto* inv = isInvalid(*msg) ? static_cast<const InvalidMessage*>(msg) : nullptr;
     const bool idWanted = match(ids, inv ? inv->id : static_cast<uint16_t>(msg->msgId));
     const bool channelWanted =
-        channels.empty() || match(channels, labelKey(channelLabel(msg->getSourceChannel())));
+        channels.empty() || match(channels, labelKey(vxtrace::channelLabel(msg->getSourceChannel())));
     if (!idWanted || !channelWanted) return true;
     if ((from && msg->timeStamp < *from) || (to && msg->timeStamp > *to)) return true;
     line = msg->toString();
@@ -477,7 +467,7 @@ int runStats(const StatsArgs& a) {
   // Shown by the label dump prints; sources that share one label share one line.
   std::vector<std::pair<std::string, uint64_t>> byLabel;
   for (const auto& [key, n] : perChannel) {
-    const std::string label = channelLabel(key.second);
+    const std::string label = vxtrace::channelLabel(key.second);
     auto same = std::find_if(byLabel.begin(), byLabel.end(),
                              [&](const auto& row) { return row.first == label; });
     if (same == byLabel.end()) byLabel.emplace_back(label, n);
