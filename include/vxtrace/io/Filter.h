@@ -61,7 +61,8 @@ class VXTRACE_API Filter {
     Field field;
     std::string text;  // as given to add
   };
-  // The values no record has matched yet, in the order they were added.
+  // The values no record has matched yet: kinds, CAN identifiers, channels, each in the order
+  // they were added.
   std::vector<Value> unmatched() const;
 
  private:

@@ -110,6 +110,9 @@ class VXTRACE_API Reader {
   // These read the first bytes of the input on their first call if next() has not yet.
   Framing framing();
   FramingChoice framingChoice();
+  // The framing detection finds (a chain of records with plausible time stamps near the
+  // front), whether or not the policy gives one; nullopt when it finds none.
+  std::optional<Framing> detectedFraming();
   // Empty for a trace; otherwise why the input is not read as one, e.g. "not a trace file
   // (looks like pcapng)". Only given when the framing is detected, never for a framing given
   // by the policy.
