@@ -13,7 +13,6 @@ using vxtest::kDecodes;
 using vxtest::kNull;
 using vxtest::toHex;
 
-#define TS "2020-09-13 12:26:40.123456"
 // The transport record keeps only the stored high word of the time stamp.
 #define TS_HIGH "1970-01-01 00:00:00.372529"
 // Header word and time stamp of a table frame.

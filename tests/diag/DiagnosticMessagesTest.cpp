@@ -15,7 +15,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 
 const std::pair<msgid_t, MessageBase::creator_t> kCreators[] = {
     {MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray},

@@ -14,7 +14,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 #define CONT TS "  CONTAINER   | pId = "
 #define TIME "05 AF 31 07 A5 E2 40"
 

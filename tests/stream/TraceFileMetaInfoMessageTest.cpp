@@ -12,7 +12,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 #define META TS "  META INFO   | "
 
 // clang-format off

@@ -11,7 +11,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define BL TS " BUS LOAD     | source = "
 #define BLX TS "  BUS LOAD    | "
 #define C4 "00 00 00 01 00 00 00 02 00 00 00 03 00 00 00 04 "

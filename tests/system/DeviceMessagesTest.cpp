@@ -13,7 +13,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define TSB "00 05 AF 31 07 A5 E2 40 "
 #define ZERO8 "00 00 00 00 00 00 00 00 "
 #define PING TS "  PING        | value = "

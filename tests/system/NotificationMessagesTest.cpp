@@ -8,7 +8,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define BS "1970-01-01 00:00:00.000005 NOTIFICATION_MESSAGE | [\"BusStatusNotificationMessage\"] ; "
 
 TEST(NotificationMessages, RecordTable) {
