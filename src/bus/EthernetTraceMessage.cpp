@@ -83,7 +83,11 @@ EthernetTraceMessage::EthernetTraceMessage(msgid_t msgid, const unsigned char* b
     in.bytes(id, sizeof id);
     ecuId = paddedEcuId(std::string(id, strnlen(id, sizeof id)));
   }
-  data.assign(end > in.position() ? end - in.position() : 0, 0);
+  // From its fixed offset, not the reader's: a frame cut inside the header still has the
+  // payload its size field declares.
+  const std::size_t start = protocol == ETH_PROTO_DLT ? 20 : 16;
+  data.assign(end > start ? end - start : 0, 0);
+  in.skip(start - in.position());
   in.bytes(data.data(), data.size());
 }
 

@@ -50,7 +50,7 @@ const std::vector<IdRow>& idTable() {
      [](unsigned n) { return n < 16 ? kNull : n < 48 ? int(invalidLength) : 0; }, true, true},
     {3, "MSGID_SERIAL", kNone, {}},
     {4, "MSGID_ETHERNET_RX", "EthernetTraceMessage_RX",
-     {4, "00 01 FF 00 AB", TS "  ETHERNET #1 | RX [RAW] - FF 00 AB", 17}, 17, vxtest::kNull},
+     {4, "00 01 FF 00 AB", TS "  ETHERNET #1 | RX [RAW] - FF 00 AB", 17}},  // cut: zero-filled
     {5, "MSGID_FLEXRAY", "FlexRayTraceMessage",
      {5, "09 23 18 45 22 82 AB CD 00 12",
       TS "  FLEXRAY #1B | status= Frame Data , bits=3, slot=69, len=2, hCRC=0x0123, cycle=5, "
@@ -64,7 +64,7 @@ const std::vector<IdRow>& idTable() {
      28, invalidLength},
     {7, "MSGID_D4K", kNone, {}},
     {8, "MSGID_ETHERNET_TX", "EthernetTraceMessage_TX",
-     {8, "02 02 41 42 01", TS "  ETHERNET #3 | TX [UTF8] - AB.", 17}, 17, vxtest::kNull},
+     {8, "02 02 41 42 01", TS "  ETHERNET #3 | TX [UTF8] - AB.", 17}},
     {9, "MSGID_APIX_ASHELL", "ApixShellMessage",
      {9, "02 00 00 00 00 00 04 01",
       TS "  A-Shell STAT| 0x000401:RX_OPERATIONAL|TX_OPERATIONAL", 20}},

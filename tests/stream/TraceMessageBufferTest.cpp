@@ -46,14 +46,6 @@ Messages drain(TraceMessageBuffer& tmb, std::vector<bool>* skipped = nullptr) {
   return out;
 }
 
-// Reads and drains until the end of the input.
-Messages readAll(TraceMessageBuffer& tmb, std::vector<bool>* skipped = nullptr) {
-  Messages out;
-  while (tmb.read() > 0)
-    for (auto& m : drain(tmb, skipped)) out.push_back(std::move(m));
-  return out;
-}
-
 // A stream buffer that notes every write made while the given mutex was free.
 struct LockProbe : std::stringbuf {
   std::mutex& m;
