@@ -17,16 +17,16 @@
 //   readFromByteArray: null (no exception) for a length below 15; else a new record the caller
 //   owns. writeToByteArray returns getSize() (13 + data bytes) when written, else 0.
 //   operator==: same class, first byte, data and time stamp.
-#define VXTRACE_DIAGNOSTIC_RECORD_MEMBERS(Class, FieldType, Field)                            \
-  FieldType Field;                                                                            \
-  std::vector<uint8_t> data;                                                                  \
-  Class(unsigned long long timeStamp, FieldType value, const std::vector<uint8_t>& bytes);    \
-  Class(const unsigned char* bytes, unsigned int length);                                     \
-  static MessageBase* readFromByteArray(const unsigned char* bytes, unsigned int length);     \
-  MessageBase* clone() const override;                                                        \
-  unsigned int writeToByteArray(unsigned char*& out, unsigned int room, bool withSync)        \
-      const override;                                                                         \
-  unsigned int getSize() const override;                                                      \
-  bool operator==(const MessageBase& other) const override;                                   \
-  void print(std::ostream& os) const override;                                                \
+#define VXTRACE_DIAGNOSTIC_RECORD_MEMBERS(Class, FieldType, Field)                         \
+  FieldType Field;                                                                         \
+  std::vector<uint8_t> data;                                                               \
+  Class(unsigned long long timeStamp, FieldType value, const std::vector<uint8_t>& bytes); \
+  Class(const unsigned char* bytes, unsigned int length);                                  \
+  static MessageBase* readFromByteArray(const unsigned char* bytes, unsigned int length);  \
+  MessageBase* clone() const override;                                                     \
+  unsigned int writeToByteArray(unsigned char*& out, unsigned int room, bool withSync)     \
+      const override;                                                                      \
+  unsigned int getSize() const override;                                                   \
+  bool operator==(const MessageBase& other) const override;                                \
+  void print(std::ostream& os) const override;                                             \
   std::string toString() const override;

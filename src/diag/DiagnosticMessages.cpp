@@ -125,8 +125,7 @@ struct DiagnosticRecord {
   static MessageBase* create(const unsigned char* bytes, unsigned int length) {
     return length < 15 ? nullptr : new Class(bytes, length);
   }
-  static unsigned int write(const Class& m, unsigned char*& out, unsigned int room,
-                            bool withSync) {
+  static unsigned int write(const Class& m, unsigned char*& out, unsigned int room, bool withSync) {
     const unsigned int written = writeRecord(m, out, room, withSync, [&](ByteWriter& w) {
       w.u8(static_cast<uint8_t>(m.*Field));
       w.bytes(m.data.data(), m.data.size());
@@ -143,25 +142,27 @@ struct DiagnosticRecord {
 
 }  // namespace vxtrace::detail
 
-#define VXTRACE_DIAGNOSTIC_RECORD(Class, Id, Field)                                            \
-  using Class##Impl = DiagnosticRecord<Class, Id, &Class::Field>;                              \
-  Class::Class(unsigned long long ts, decltype(Class::Field) value,                           \
-               const std::vector<uint8_t>& bytes)                                             \
-      : MessageBase(Id, ts), Field(value), data(bytes) {}                                      \
+#define VXTRACE_DIAGNOSTIC_RECORD(Class, Id, Field)                                             \
+  using Class##Impl = DiagnosticRecord<Class, Id, &Class::Field>;                               \
+  Class::Class(unsigned long long ts, decltype(Class::Field) value,                             \
+               const std::vector<uint8_t>& bytes)                                               \
+      : MessageBase(Id, ts), Field(value), data(bytes) {}                                       \
   Class::Class(const unsigned char* bytes, unsigned int length) : MessageBase(Id, 0), Field() { \
-    Class##Impl::read(*this, bytes, length);                                                   \
-  }                                                                                            \
-  MessageBase* Class::readFromByteArray(const unsigned char* bytes, unsigned int length) {     \
-    return Class##Impl::create(bytes, length);                                                 \
-  }                                                                                            \
-  VXTRACE_RECORD_CLONE(Class)                                                                  \
-  VXTRACE_RECORD_TEXT(Class)                                                                   \
-  unsigned int Class::writeToByteArray(unsigned char*& out, unsigned int room, bool withSync)  \
-      const {                                                                                  \
-    return Class##Impl::write(*this, out, room, withSync);                                     \
-  }                                                                                            \
-  unsigned int Class::getSize() const { return Class##Impl::size(*this); }                     \
-  bool Class::operator==(const MessageBase& other) const { return Class##Impl::equal(*this, other); }
+    Class##Impl::read(*this, bytes, length);                                                    \
+  }                                                                                             \
+  MessageBase* Class::readFromByteArray(const unsigned char* bytes, unsigned int length) {      \
+    return Class##Impl::create(bytes, length);                                                  \
+  }                                                                                             \
+  VXTRACE_RECORD_CLONE(Class)                                                                   \
+  VXTRACE_RECORD_TEXT(Class)                                                                    \
+  unsigned int Class::writeToByteArray(unsigned char*& out, unsigned int room, bool withSync)   \
+      const {                                                                                   \
+    return Class##Impl::write(*this, out, room, withSync);                                      \
+  }                                                                                             \
+  unsigned int Class::getSize() const { return Class##Impl::size(*this); }                      \
+  bool Class::operator==(const MessageBase& other) const {                                      \
+    return Class##Impl::equal(*this, other);                                                    \
+  }
 
 VXTRACE_DIAGNOSTIC_RECORD(KWP2000Request, MSGID_KWP2000_REQUEST, sid)
 VXTRACE_DIAGNOSTIC_RECORD(KWP2000Response, MSGID_KWP2000_RESPONSE, response)
