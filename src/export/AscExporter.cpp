@@ -55,8 +55,8 @@ const char* AscExporter::write(const MessageBase& record) {
   // A record older than the first is put at the start rather than given a negative time.
   const unsigned long long rel = f.timeUs > startUs_ ? f.timeUs - startUs_ : 0;
   std::string line(64, '\0');
-  line.resize(static_cast<std::size_t>(std::snprintf(&line[0], line.size(), "%4llu.%06llu ",
-                                                     rel / 1000000ULL, rel % 1000000ULL)));
+  line.resize(static_cast<std::size_t>(
+      std::snprintf(&line[0], line.size(), "%4llu.%06llu ", rel / 1000000ULL, rel % 1000000ULL)));
   char id[16];
   std::snprintf(id, sizeof id, f.extended ? "%Xx" : "%X", static_cast<unsigned>(f.id));
   const unsigned channel = f.channel + 1u;
@@ -73,8 +73,8 @@ const char* AscExporter::write(const MessageBase& record) {
     // Duration and bit count unknown; the flags repeat FD, BRS and ESI for readers that take
     // them from here; CRC and bit timings unknown.
     const unsigned flags = kAscFdf | (f.brs ? kAscBrs : 0) | (f.esi ? kAscEsi : 0);
-    std::snprintf(field, sizeof field, "%s%8u %4u %8X %8u %8u %8u %8u %8u", f.length ? " " : "",
-                  0u, 0u, flags, 0u, 0u, 0u, 0u, 0u);
+    std::snprintf(field, sizeof field, "%s%8u %4u %8X %8u %8u %8u %8u %8u", f.length ? " " : "", 0u,
+                  0u, flags, 0u, 0u, 0u, 0u, 0u);
     line += field;
   } else {
     std::snprintf(field, sizeof field, "%u  %-15s %-4s %c %x", channel, id, f.tx ? "Tx" : "Rx",

@@ -44,8 +44,8 @@ void putBase(std::vector<uint8_t>& v, uint16_t headerSize, uint32_t objectSize, 
 void putSystemTime(std::vector<uint8_t>& v, unsigned long long timeUs) {
   if (timeUs == 0) return putZeros(v, 16);
   const std::tm t = calendarTime(timeUs, true);
-  for (int x : {t.tm_year + 1900, t.tm_mon + 1, t.tm_wday, t.tm_mday, t.tm_hour, t.tm_min,
-                t.tm_sec, static_cast<int>(timeUs / 1000 % 1000)})
+  for (int x : {t.tm_year + 1900, t.tm_mon + 1, t.tm_wday, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec,
+                static_cast<int>(timeUs / 1000 % 1000)})
     putLE16(v, static_cast<uint16_t>(x));
 }
 
@@ -124,8 +124,8 @@ const char* BlfExporter::write(const MessageBase& record) {
   std::vector<uint8_t> b;
   if (f.error) {
     putLE16(b, f.channel + 1u);
-    putLE16(b, 0);  // length
-    putLE32(b, 0);  // flags: none of the error details below is given
+    putLE16(b, 0);                    // length
+    putLE32(b, 0);                    // flags: none of the error details below is given
     b.insert(b.end(), {0, 0, 0, 0});  // error code capture, position, dlc, reserved
     putLE32(b, 0);                    // frame length in ns
     putLE32(b, id);

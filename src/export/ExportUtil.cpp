@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "vxtrace/MessageIds.h"
 #include "util/Hex.h"
+#include "vxtrace/MessageIds.h"
 #include "vxtrace/export/Exporter.h"
 #include "vxtrace/io/Channel.h"
 
@@ -43,11 +43,11 @@ std::string kindName(const MessageBase& record) {
 }
 
 const Column kRecordColumns[kColumns] = {
-    {"time_us", ColumnType::Number}, {"time", ColumnType::Text},     {"kind", ColumnType::Text},
-    {"channel", ColumnType::Text},   {"text", ColumnType::Text},     {"can_id", ColumnType::Number},
-    {"extended", ColumnType::Flag},  {"fd", ColumnType::Flag},       {"brs", ColumnType::Flag},
-    {"esi", ColumnType::Flag},       {"remote", ColumnType::Flag},   {"error", ColumnType::Flag},
-    {"dir", ColumnType::Text},       {"dlc", ColumnType::Number},    {"data", ColumnType::Text}};
+    {"time_us", ColumnType::Number}, {"time", ColumnType::Text},   {"kind", ColumnType::Text},
+    {"channel", ColumnType::Text},   {"text", ColumnType::Text},   {"can_id", ColumnType::Number},
+    {"extended", ColumnType::Flag},  {"fd", ColumnType::Flag},     {"brs", ColumnType::Flag},
+    {"esi", ColumnType::Flag},       {"remote", ColumnType::Flag}, {"error", ColumnType::Flag},
+    {"dir", ColumnType::Text},       {"dlc", ColumnType::Number},  {"data", ColumnType::Text}};
 
 void recordRow(const MessageBase& record, std::string (&row)[kColumns]) {
   row[0] = std::to_string(record.timeStamp);

@@ -28,8 +28,8 @@ void FileSink::write(const void* data, std::size_t n) { std::fwrite(data, 1, n, 
 bool FileSink::rewrite(uint64_t offset, const void* data, std::size_t n) {
   if (start_ < 0) return false;
   const off_t end = ::ftello(file_);
-  if (end < 0 || ::fseeko(file_, static_cast<off_t>(start_ + static_cast<int64_t>(offset)),
-                          SEEK_SET) != 0)
+  if (end < 0 ||
+      ::fseeko(file_, static_cast<off_t>(start_ + static_cast<int64_t>(offset)), SEEK_SET) != 0)
     return false;
   std::fwrite(data, 1, n, file_);
   return ::fseeko(file_, end, SEEK_SET) == 0;

@@ -183,7 +183,8 @@ const char* PcapngExporter::write(const MessageBase& record) {
     const unsigned crc = f.statusWord & 0x7FF;
     // The frame header: slotWord is its first 16 bits (the five indicator bits and the frame
     // identifier), then payload length, header CRC and cycle.
-    bytes.push_back(static_cast<uint8_t>(kFlexRayFrame | ((f.cycleWord & 0x2000) ? kFlexRayChannelB : 0)));
+    bytes.push_back(
+        static_cast<uint8_t>(kFlexRayFrame | ((f.cycleWord & 0x2000) ? kFlexRayChannelB : 0)));
     bytes.push_back(0);  // no error flags
     bytes.push_back(static_cast<uint8_t>(f.slotWord >> 8));
     bytes.push_back(static_cast<uint8_t>(f.slotWord));
@@ -195,8 +196,8 @@ const char* PcapngExporter::write(const MessageBase& record) {
       bytes.push_back(static_cast<uint8_t>(w));
     }
     const unsigned controller = f.cycleWord >> 14;
-    const uint32_t iface = interfaceFor(uint32_t{BUSID_FLEXRAY} << 8 | controller,
-                                        kLinktypeFlexRay, "flexray" + std::to_string(controller));
+    const uint32_t iface = interfaceFor(uint32_t{BUSID_FLEXRAY} << 8 | controller, kLinktypeFlexRay,
+                                        "flexray" + std::to_string(controller));
     packet(iface, record.timeStamp, bytes, false);
     return nullptr;
   }
@@ -214,8 +215,8 @@ const char* PcapngExporter::write(const MessageBase& record) {
   bytes.push_back(0);
   bytes.insert(bytes.end(), f.data, f.data + f.length);
   bytes.resize(f.fd ? 72 : 16, 0);
-  const uint32_t iface = interfaceFor(uint32_t{BUSID_CAN} << 8 | frame.channel,
-                                      kLinktypeSocketCan, "can" + std::to_string(frame.channel));
+  const uint32_t iface = interfaceFor(uint32_t{BUSID_CAN} << 8 | frame.channel, kLinktypeSocketCan,
+                                      "can" + std::to_string(frame.channel));
   packet(iface, frame.timeUs, bytes, frame.tx);
   return nullptr;
 }

@@ -59,7 +59,8 @@ bool mapError(unsigned code, SocketCanFrame& f) {
 
 const char* toSocketCan(const CanFrame& frame, SocketCanFrame& f) {
   f = SocketCanFrame();
-  if (frame.error) return mapError(frame.errorCode, f) ? nullptr : "error frame without an error class";
+  if (frame.error)
+    return mapError(frame.errorCode, f) ? nullptr : "error frame without an error class";
   f.canId = frame.id | (frame.extended ? kCanEffFlag : 0) | (frame.remote ? kCanRtrFlag : 0);
   f.fd = frame.fd;
   if (frame.brs) f.fdFlags |= kCanFdBrs;

@@ -17,9 +17,11 @@ std::string exportAll(const std::string& format, const std::vector<const Message
   std::string out;
   std::FILE* file = seekable ? std::tmpfile() : nullptr;
   std::unique_ptr<vxtrace::ExportSink> sink;
-  if (file) sink = std::make_unique<vxtrace::FileSink>(file);
-  else sink = std::make_unique<vxtrace::CallbackSink>(
-      [&](const uint8_t* p, std::size_t n) { out.append(reinterpret_cast<const char*>(p), n); });
+  if (file)
+    sink = std::make_unique<vxtrace::FileSink>(file);
+  else
+    sink = std::make_unique<vxtrace::CallbackSink>(
+        [&](const uint8_t* p, std::size_t n) { out.append(reinterpret_cast<const char*>(p), n); });
   auto exporter = vxtrace::makeExporter(format, *sink);
   EXPECT_STREQ(exporter->format(), format.c_str());
   for (const MessageBase* r : records) exporter->add(*r);
@@ -39,20 +41,26 @@ TEST(ExporterTest, RecordTextBecomesValidUtf8EscapedForJsonAndQuotedForCsv) {
       {"plain", "plain", "plain"},
       {"a\"b\\c\n\x01", "a\"b\\c\n\x01", "a\\\"b\\\\c\\u000a\\u0001"},
       {"\xC3\xA9 \xF0\x9F\x98\x80", "\xC3\xA9 \xF0\x9F\x98\x80", "\xC3\xA9 \xF0\x9F\x98\x80"},
-      {"\xE9", "\xC3\xA9", "\xC3\xA9"},                                   // stray byte: Latin-1
-      {"\xC0\x80", "\xC3\x80\xC2\x80", "\xC3\x80\xC2\x80"},               // overlong
+      {"\xE9", "\xC3\xA9", "\xC3\xA9"},                      // stray byte: Latin-1
+      {"\xC0\x80", "\xC3\x80\xC2\x80", "\xC3\x80\xC2\x80"},  // overlong
       {"\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xC2\x80", "\xC3\xAD\xC2\xA0\xC2\x80"},  // surrogate
-      {"\xE2\x82" "a", "\xC3\xA2\xC2\x82" "a", "\xC3\xA2\xC2\x82" "a"},  // cut short
+      {"\xE2\x82"
+       "a",
+       "\xC3\xA2\xC2\x82"
+       "a",
+       "\xC3\xA2\xC2\x82"
+       "a"},  // cut short
   };
-  ASSERT_EQ(vxtrace::makeExporter("xls", *std::make_unique<vxtrace::CallbackSink>(nullptr)), nullptr);
+  ASSERT_EQ(vxtrace::makeExporter("xls", *std::make_unique<vxtrace::CallbackSink>(nullptr)),
+            nullptr);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.json);
     StringMessageBase<MSGID_VERSION> record(kT0, row.bytes);
     const std::string prefix = "2024-03-14 09:26:53.000000  VERSION";
     const std::string json = exportAll("jsonl", {&record});
-    EXPECT_EQ(json.substr(json.find("\"text\": ")), "\"text\": \"" + prefix +
-                                                         std::string(40 - prefix.size(), ' ') +
-                                                         "| " + row.json + "\"}\n");
+    EXPECT_EQ(
+        json.substr(json.find("\"text\": ")),
+        "\"text\": \"" + prefix + std::string(40 - prefix.size(), ' ') + "| " + row.json + "\"}\n");
     const bool quoted = row.utf8.find_first_of(",\"\n") != std::string::npos;
     std::string field = prefix + std::string(40 - prefix.size(), ' ') + "| " + row.utf8;
     if (quoted) {
@@ -86,8 +94,8 @@ TEST(ExporterTest, BlfHeaderTotalsAreWrittenOverTheHeaderWhenTheOutputCanGoBack)
   std::vector<std::unique_ptr<MessageBase>> frames;
   std::vector<const MessageBase*> records;
   for (unsigned i = 0; i < 3000; ++i) {  // two containers
-    frames.push_back(std::make_unique<CANTraceMessage>(kT0 + 1000ULL * i, 1, CAN_FRAME_STANDARD,
-                                                       0, i & 0x7FF, std::vector<uint8_t>{1}));
+    frames.push_back(std::make_unique<CANTraceMessage>(kT0 + 1000ULL * i, 1, CAN_FRAME_STANDARD, 0,
+                                                       i & 0x7FF, std::vector<uint8_t>{1}));
     records.push_back(frames.back().get());
   }
   const std::string file = exportAll("blf", records, true);
