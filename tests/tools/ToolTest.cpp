@@ -266,7 +266,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"dump", trace, "--from", "2024-13-01 00:00:00"}, ""},
       {{"dump", trace, "--id", "MSGID_NOSUCH"}, ""},
       {{"dump", trace, "--bogus"}, ""},
-      {{"convert", trace, "--to", "csv", "-o", path("o")}, ""},
+      {{"convert", trace, "--to", "xls", "-o", path("o")}, ""},
       {{"gen", path("g.vxt"), "--records", "-1"}, ""},
       {{"gen", path("g.vxt"), "--records", "18446744073709551616"}, ""},
       {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
