@@ -58,7 +58,7 @@ bool TraceFileReader::refill(std::size_t need) {
       pollfd p{fd_, POLLIN, 0};
       if (::poll(&p, 1, 0) == 0) onWait_();
     }
-    const ssize_t n = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+    const ssize_t n = ::read(fd_, buffer_.data() + end_, std::min(buffer_.size() - end_, readSize_));
     if (n > 0) {
       end_ += static_cast<std::size_t>(n);
       counts_.bytesRead += static_cast<uint64_t>(n);
@@ -241,6 +241,7 @@ void TraceFileReader::closeRun() {
 MessageBase* TraceFileReader::take(MessageBase* msg, std::size_t length) {
   inZeros_ = false;
   recordOffset_ = base_ + pos_;
+  recordLength_ = length;
   if (keepRawData) msg->rawBytes.assign(at(0), at(length));
   pos_ += length;
   ++counts_.records;
