@@ -29,7 +29,8 @@ struct SeekResult {
 // timeUs is missed; an early record hidden between probes is not seen. Files under 512 KiB are
 // scanned. A container counts with the time of its last record. Undecodable frames are skipped
 // whatever MessageBase::invalidHandling says; decoders' diagnostic lines are dropped meanwhile.
-// Throws std::system_error when the descriptor cannot be read.
+// Decodes through the registry (MessageBase::registerMessages() first). Throws
+// std::system_error when the descriptor cannot be read.
 VXTRACE_API SeekResult seekTime(int fd, TraceFileReader::framing_t framing, uint64_t timeUs,
                                 uint64_t toleranceUs = 0);
 

@@ -83,7 +83,8 @@ struct TailCut {
 // Throws std::system_error (with the errno text) when a file cannot be opened, written or
 // synced, std::invalid_argument for options out of range or a record that cannot be framed,
 // and std::runtime_error when append meets a file that is not a trace in this framing or would
-// cut more than maxTailCut. Memory stays constant whatever the amount written. Not copyable;
+// cut more than maxTailCut. Append reads through the registry (MessageBase::registerMessages()
+// first). Memory stays constant whatever the amount written. Not copyable;
 // one object belongs to one thread.
 class VXTRACE_API TraceFileWriter {
  public:
