@@ -19,10 +19,10 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -153,7 +153,7 @@ const Trace& trace() {
   return t;
 }
 
-double memcpyBytesPerSecond = 0;  // set by BM_Memcpy, which runs first
+double memcpyBytesPerSecond = 0;    // set by BM_Memcpy, which runs first
 double encodeRecordsPerSecond = 0;  // set by BM_Encode, which runs before the writer
 
 // Wall-clock time of a benchmark's timed loop, for the ratio to memcpy.
@@ -434,7 +434,8 @@ void writeRecords(benchmark::State& state, vxtrace::TraceFileWriterOptions::Cont
       static_cast<double>(state.iterations()) * static_cast<double>(all.size()) / clock.seconds();
   setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
   if (encodeRecordsPerSecond > 0) state.counters["vs_encode"] = perSecond / encodeRecordsPerSecond;
-  state.counters["file_vs_frames"] = static_cast<double>(bytes) / static_cast<double>(t.canBytes.size());
+  state.counters["file_vs_frames"] =
+      static_cast<double>(bytes) / static_cast<double>(t.canBytes.size());
   std::filesystem::remove(options.pattern);
 }
 
@@ -481,7 +482,8 @@ void BM_SeekLastSecond(benchmark::State& state) {
   for (uint64_t k = 0; size < want; ++k, size += copy.size()) {
     for (std::size_t pos : frames) {
       last = timeAt(pos) + k * span;
-      for (int i = 0; i < 8; ++i) copy[pos + 8 + i] = static_cast<unsigned char>(last >> (56 - 8 * i));
+      for (int i = 0; i < 8; ++i)
+        copy[pos + 8 + i] = static_cast<unsigned char>(last >> (56 - 8 * i));
     }
     if (::write(fd, copy.data(), copy.size()) != static_cast<ssize_t>(copy.size())) {
       state.SkipWithError("cannot write the trace");
@@ -490,7 +492,8 @@ void BM_SeekLastSecond(benchmark::State& state) {
   }
   vxtrace::SeekResult r;
   for (auto _ : state) r = vxtrace::seekTime(fd, TraceFileReader::FRAMING_V1, last - 1000000);
-  state.counters["read_fraction"] = static_cast<double>(r.bytesRead) / static_cast<double>(r.fileSize);
+  state.counters["read_fraction"] =
+      static_cast<double>(r.bytesRead) / static_cast<double>(r.fileSize);
   state.counters["file_MiB"] = static_cast<double>(r.fileSize) / (1 << 20);
   state.counters["probes"] = r.probes;
   if (!r.bisected) state.SkipWithError("the seek did not bisect");

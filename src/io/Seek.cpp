@@ -16,11 +16,11 @@ namespace vxtrace {
 
 namespace {
 
-constexpr std::size_t kProbeRead = 4096;  // a probe decodes a few records, not a buffer
-constexpr uint64_t kScanSpan = 64 * 1024;      // below this a scan costs less than a probe
-constexpr unsigned kChain = 4;                 // records in a row that prove an alignment
-constexpr unsigned kSamples = 16;              // probes spread over the file to check its order
-constexpr uint64_t kSmallFile = 512 * 1024;   // read whole rather than probed
+constexpr std::size_t kProbeRead = 4096;     // a probe decodes a few records, not a buffer
+constexpr uint64_t kScanSpan = 64 * 1024;    // below this a scan costs less than a probe
+constexpr unsigned kChain = 4;               // records in a row that prove an alignment
+constexpr unsigned kSamples = 16;            // probes spread over the file to check its order
+constexpr uint64_t kSmallFile = 512 * 1024;  // read whole rather than probed
 
 [[noreturn]] void fail(const char* what, int error = errno) {
   throw std::system_error(error, std::generic_category(), std::string("seekTime: ") + what);

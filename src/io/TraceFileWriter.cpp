@@ -22,7 +22,7 @@ namespace vxtrace {
 
 namespace {
 
-constexpr std::size_t kGather = 64 * 1024;   // bytes gathered before they go out
+constexpr std::size_t kGather = 64 * 1024;    // bytes gathered before they go out
 constexpr std::size_t kMaxFrame = 65535;      // V2's 16-bit length holds the frame
 constexpr uint64_t kSyncRun = 4;              // records in a row that prove the alignment
 constexpr uint64_t kScanMargin = 256 * 1024;  // read before the longest cut, to find the alignment
@@ -49,7 +49,9 @@ bool exists(const std::string& path) {
 
 void syncDirectoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+  const std::string dir = slash == std::string::npos ? "."
+                          : slash == 0               ? "/"
+                                                     : path.substr(0, slash);
   const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) fail("cannot open the directory of", path);
   const int rc = ::fsync(fd);
@@ -60,13 +62,13 @@ void syncDirectoryOf(const std::string& path) {
 
 // What the validating reader finds at the end of a file that append goes on with.
 struct TailScan {
-  uint64_t keepEnd = 0;     // end of the last good record (before any loss)
-  uint64_t kept = 0;        // good records seen (those before the window not counted)
+  uint64_t keepEnd = 0;  // end of the last good record (before any loss)
+  uint64_t kept = 0;     // good records seen (those before the window not counted)
   uint64_t lastTs = 0;
   uint64_t lastOffset = 0;  // of the last good record
   bool lastIsEof = false;
-  bool lost = false;        // a loss after the good records
-  uint64_t after = 0;       // records found after that loss
+  bool lost = false;   // a loss after the good records
+  uint64_t after = 0;  // records found after that loss
 };
 
 // Reads the last window bytes (all of the file when they hold too few records to be sure of
@@ -205,8 +207,8 @@ std::string TraceFileWriter::nameFor(uint64_t index, uint64_t ts) const {
     if (p[j] == 'd') {
       char number[48];
       const int width = j > i + 1 ? std::atoi(p.c_str() + i + 1) : 0;
-      std::snprintf(number, sizeof number, p[i + 1] == '0' ? "%0*llu" : "%*llu", width > 40 ? 40 : width,
-                    static_cast<unsigned long long>(index));
+      std::snprintf(number, sizeof number, p[i + 1] == '0' ? "%0*llu" : "%*llu",
+                    width > 40 ? 40 : width, static_cast<unsigned long long>(index));
       name += number;
     } else {
       // Left for strftime ("%%" too); without a time conversion a "%%" becomes "%" here.
@@ -261,7 +263,8 @@ void TraceFileWriter::appendTo(const std::string& path) {
   try {
     struct stat st;
     if (::fstat(fd, &st) != 0) fail("cannot stat", path);
-    if (!S_ISREG(st.st_mode)) throw std::runtime_error("TraceFileWriter: not a regular file: " + path);
+    if (!S_ISREG(st.st_mode))
+      throw std::runtime_error("TraceFileWriter: not a regular file: " + path);
     const uint64_t size = static_cast<uint64_t>(st.st_size);
     const uint64_t window = options_.maxTailCut > UINT64_MAX - kScanMargin
                                 ? UINT64_MAX
@@ -288,8 +291,9 @@ void TraceFileWriter::appendTo(const std::string& path) {
     if (options_.endRecord) {
       std::vector<uint8_t> chunk(kGather);
       for (uint64_t at = 0; at < cut.offset;) {
-        const ssize_t n = ::pread(fd, chunk.data(), std::min<uint64_t>(chunk.size(), cut.offset - at),
-                                  static_cast<off_t>(at));
+        const ssize_t n =
+            ::pread(fd, chunk.data(), std::min<uint64_t>(chunk.size(), cut.offset - at),
+                    static_cast<off_t>(at));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) fail("cannot read", path, n == 0 ? EIO : errno);
         crc_ = crc32(crc_, chunk.data(), static_cast<std::size_t>(n));
@@ -392,7 +396,8 @@ void TraceFileWriter::closeBundle() {
   container_.blockSize = static_cast<uint16_t>(block_.size());
   bool packed = false;
   if (options_.containers == TraceFileWriterOptions::Containers::Lz4) {
-    const int rc = XMatchProCompressor().run(block_.data(), block_.data() + block_.size(), &packed_);
+    const int rc =
+        XMatchProCompressor().run(block_.data(), block_.data() + block_.size(), &packed_);
     packed = rc == 0 && packed_.size() < block_.size();
   }
   container_.compression = packed;

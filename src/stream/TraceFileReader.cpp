@@ -58,7 +58,8 @@ bool TraceFileReader::refill(std::size_t need) {
       pollfd p{fd_, POLLIN, 0};
       if (::poll(&p, 1, 0) == 0) onWait_();
     }
-    const ssize_t n = ::read(fd_, buffer_.data() + end_, std::min(buffer_.size() - end_, readSize_));
+    const ssize_t n =
+        ::read(fd_, buffer_.data() + end_, std::min(buffer_.size() - end_, readSize_));
     if (n > 0) {
       end_ += static_cast<std::size_t>(n);
       counts_.bytesRead += static_cast<uint64_t>(n);

@@ -1,32 +1,20 @@
-// Drives seekTime over arbitrary bytes in a memfd, then the validating reader from the offset it
-// found.
+// Drives seekTime over arbitrary bytes in a memfd, then the validating reader from its offset.
 //
 // Input: a control byte, the start time (8 bytes, big-endian), then the file. Control bits
 // 0..1: framing; bit 2: a tolerance of one second; bit 3: the file is the bytes repeated to
 // 640 KiB, so that probes and bisection run instead of the scan of small files. Checks: the
-// offset lies in the file and the descriptor stands there; a scan from the start (small files)
-// finds no record at or after the time before the offset; records read from the offset come in
-// order within the file, at or after it.
+// offset lies in the file and the descriptor stands there; where no bisection ran, no record at
+// or after the time starts before the offset; records read from there stay in order and in the
+// file.
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "FuzzSupport.h"
 #include "vxtrace/io/Seek.h"
 #include "vxtrace/vxtrace.h"
-
-namespace {
-
-uint64_t latest(const MessageBase& msg) {
-  if (msg.msgId != MSGID_CONTAINER) return msg.timeStamp;
-  const auto& c = static_cast<const ContainerMessage&>(msg);
-  return c.lastMsgTime > c.timeStamp ? c.lastMsgTime : c.timeStamp;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   vxfuzz::silenceStandardStreams();
@@ -40,24 +28,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   uint64_t time = 0;
   for (int i = 1; i < 9; ++i) time = time << 8 | input[i];
   std::vector<uint8_t> file(input + 9, input + size);
-  if ((control & 8) && !file.empty())
-    while (file.size() < 640 * 1024) file.insert(file.end(), input + 9, input + size);
+  while ((control & 8) && !file.empty() && file.size() < 640 * 1024)
+    file.insert(file.end(), input + 9, input + size);
   const int fd = memfd_create("fuzz_seek", MFD_CLOEXEC);
-  if (fd < 0) vxfuzz::fail("memfd_create failed", nullptr);
-  if (!file.empty() && ::write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size()))
-    vxfuzz::fail("memfd write failed", nullptr);
+  if (fd < 0 || ::write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size()))
+    vxfuzz::fail("memfd failed", nullptr);
   const auto framing = static_cast<TraceFileReader::framing_t>(control & 3);
   const vxtrace::SeekResult r = vxtrace::seekTime(fd, framing, time, (control & 4) ? 1000000 : 0);
-  if (r.offset > file.size() || r.fileSize != file.size())
-    vxfuzz::fail("offset beyond the file", nullptr);
-  if (static_cast<uint64_t>(::lseek(fd, 0, SEEK_CUR)) != r.offset)
-    vxfuzz::fail("descriptor not left at the offset", nullptr);
+  if (r.offset > file.size() || r.fileSize != file.size() ||
+      static_cast<uint64_t>(::lseek(fd, 0, SEEK_CUR)) != r.offset)
+    vxfuzz::fail("offset beyond the file or not where the descriptor stands", nullptr);
   if (!r.bisected && !(control & 8)) {
     ::lseek(fd, 0, SEEK_SET);
     TraceFileReader all(fd, framing);
-    while (std::unique_ptr<MessageBase> msg{all.next()})
-      if (all.recordOffset() < r.offset && msg->msgId != MSGID_INVALID && latest(*msg) >= time)
-        vxfuzz::fail("a record at or after the time lies before the offset", msg.get());
+    while (std::unique_ptr<MessageBase> msg{all.next()}) {
+      const auto* c =
+          msg->msgId == MSGID_CONTAINER ? static_cast<ContainerMessage*>(msg.get()) : nullptr;
+      const uint64_t latest = c && c->lastMsgTime > c->timeStamp ? c->lastMsgTime : msg->timeStamp;
+      if (all.recordOffset() < r.offset && msg->msgId != MSGID_INVALID && latest >= time)
+        vxfuzz::fail("a record at or after the time starts before the offset", msg.get());
+    }
   }
   ::lseek(fd, static_cast<off_t>(r.offset), SEEK_SET);
   TraceFileReader from(fd, framing);

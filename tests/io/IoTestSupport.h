@@ -22,7 +22,7 @@ inline CANTraceMessage numbered(uint64_t i, uint64_t stepUs = 100000) {
 }
 
 struct ReadBack {
-  std::vector<std::unique_ptr<MessageBase>> records;  // containers opened
+  std::vector<std::unique_ptr<MessageBase>> records;  // the CAN records, containers opened
   std::vector<std::unique_ptr<MessageBase>> top;      // as in the file
   std::vector<TraceFileReader::loss_t> losses;
   std::vector<uint64_t> starts, ends;  // offsets of each top-level record
@@ -38,10 +38,8 @@ inline ReadBack readBack(const std::string& path, TraceFileReader::framing_t fra
     r.top.emplace_back(msg);
     r.starts.push_back(reader.recordOffset());
     r.ends.push_back(reader.recordOffset() + reader.recordLength());
-    if (msg->msgId != MSGID_CONTAINER) {
-      r.records.emplace_back(msg->clone());
-      continue;
-    }
+    if (msg->msgId == MSGID_CAN) r.records.emplace_back(msg->clone());
+    if (msg->msgId != MSGID_CONTAINER) continue;
     auto* c = static_cast<ContainerMessage*>(msg);
     r.compressed += c->compression;
     c->decompress(c->numOfMsg, c->data.data(), static_cast<unsigned>(c->data.size()));

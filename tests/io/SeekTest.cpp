@@ -1,9 +1,8 @@
-#include "vxtrace/io/Seek.h"
-
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
 #include "io/IoTestSupport.h"
+#include "vxtrace/io/Seek.h"
 #include "vxtrace/io/TraceFileWriter.h"
 
 using namespace vxtest;
@@ -31,7 +30,8 @@ TEST(SeekTest, StartsWhereAFullScanFindsTheFirstRecordInTimeInOrderOrNot) {
     o.containers = row.containers;
     {
       vxtrace::TraceFileWriter w(fd, o);
-      for (uint64_t i = 0; i < kRecords; ++i) w.write(numbered(row.period ? i % row.period : i, 1000));
+      for (uint64_t i = 0; i < kRecords; ++i)
+        w.write(numbered(row.period ? i % row.period : i, 1000));
     }
     const uint64_t size = static_cast<uint64_t>(::lseek(fd, 0, SEEK_END));
     const std::string path = "/proc/self/fd/" + std::to_string(fd);

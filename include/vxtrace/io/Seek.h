@@ -14,10 +14,10 @@ struct SeekResult {
   uint64_t offset = 0;
   uint64_t bytesRead = 0;  // what finding it read
   uint64_t fileSize = 0;
-  unsigned probes = 0;     // places read at to check the order and bisect
-  bool seekable = true;    // false: a pipe or terminal; nothing read, offset 0
-  bool ordered = true;     // false: the order broke, so a scan from the start found offset
-  bool bisected = false;   // found by bisection; false: by a scan from the start
+  unsigned probes = 0;    // places read at to check the order and bisect
+  bool seekable = true;   // false: a pipe or terminal; nothing read, offset 0
+  bool ordered = true;    // false: the order broke, so a scan from the start found offset
+  bool bisected = false;  // found by bisection; false: by a scan from the start
 };
 
 // Start of reading for the records at or after timeUs (microseconds since the epoch, UTC) in

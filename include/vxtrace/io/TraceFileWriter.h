@@ -74,9 +74,9 @@ struct TraceFileWriterOptions {
 // What append removed from the end of a file before going on with it.
 struct TailCut {
   std::string path;
-  uint64_t offset = 0;   // the new end of the file: the end of its last good record
-  uint64_t length = 0;   // bytes removed (0: the file ended cleanly)
-  uint64_t records = 0;  // records the validating reader still found in the removed bytes
+  uint64_t offset = 0;     // the new end of the file: the end of its last good record
+  uint64_t length = 0;     // bytes removed (0: the file ended cleanly)
+  uint64_t records = 0;    // records the validating reader still found in the removed bytes
   bool endRecord = false;  // a closing end-of-file record was removed (the file goes on)
 };
 
@@ -156,7 +156,7 @@ class VXTRACE_API TraceFileWriter {
   uint64_t files_ = 0;
 
   // The open file.
-  uint64_t fileBytes_ = 0;    // written or gathered
+  uint64_t fileBytes_ = 0;  // written or gathered
   bool fileHasRecords_ = false;
   uint64_t fileLastTs_ = 0;
   uint64_t periodEnd_ = 0;
