@@ -47,6 +47,13 @@ bool exists(const std::string& path) {
   return ::stat(path.c_str(), &st) == 0;
 }
 
+// Before opening: opening a FIFO would wait for a reader, a device would be written through.
+void refuseUnlessRegular(const std::string& path) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+    throw std::runtime_error("TraceFileWriter: not a regular file: " + path);
+}
+
 void syncDirectoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   const std::string dir = slash == std::string::npos ? "."
@@ -235,6 +242,7 @@ void TraceFileWriter::openFile(uint64_t ts) {
     appendTo(name);
     return;
   }
+  refuseUnlessRegular(name);
   int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
   flags |= first && options_.existing == Existing::Replace ? O_TRUNC : O_EXCL;
   const int fd = ::open(name.c_str(), flags, 0666);
@@ -258,6 +266,7 @@ void TraceFileWriter::openFile(uint64_t ts) {
 }
 
 void TraceFileWriter::appendTo(const std::string& path) {
+  refuseUnlessRegular(path);
   const int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
   if (fd < 0) fail("cannot open", path);
   try {
