@@ -73,6 +73,8 @@ class VXTRACE_API TraceFileReader {
   // Upper bound of one read(2); the default takes what the buffer holds. Small reads keep a
   // look into the middle of a large file from reading far more than it decodes.
   void setReadSize(std::size_t bytes) { readSize_ = bytes == 0 ? 1 : bytes; }
+  // The input ends after this many bytes have been read (a window into a larger file).
+  void setReadLimit(uint64_t bytes) { readLimit_ = bytes; }
   framing_t framing() const { return framing_; }
 
   // Called with every loss as it is found, before the next record is handed out.
@@ -115,6 +117,7 @@ class VXTRACE_API TraceFileReader {
   std::size_t validStart(std::size_t rel);
   std::size_t chainAt(std::size_t rel) const;
   bool validInside(std::size_t from, std::size_t to, bool endingWithin);
+  bool validAhead();
   void lose(loss_t::kind_t kind, uint64_t offset, uint64_t length, const uint8_t* head,
             std::size_t headLength);
   void loseTail();
@@ -138,6 +141,9 @@ class VXTRACE_API TraceFileReader {
   uint64_t recordOffset_ = 0;
   uint64_t recordLength_ = 0;
   std::size_t readSize_ = ~std::size_t{0};
+  uint64_t readLimit_ = ~uint64_t{0};
+  uint64_t lastValid_ = 0;   // stream offset of the start validInside() last found
+  uint64_t validAhead_ = 0;  // a valid start at the end of the input, once found
   counts_t counts_;
   std::function<void(const loss_t&)> onLoss_;
   std::function<void()> onWait_;

@@ -20,7 +20,10 @@ constexpr std::size_t kProbeRead = 4096;     // a probe decodes a few records, n
 constexpr uint64_t kScanSpan = 64 * 1024;    // below this a scan costs less than a probe
 constexpr unsigned kChain = 4;               // records in a row that prove an alignment
 constexpr unsigned kSamples = 16;            // probes spread over the file to check its order
-constexpr uint64_t kSmallFile = 512 * 1024;  // read whole rather than probed
+constexpr uint64_t kSmallFile = 128 * 1024;  // read whole rather than probed
+// A probe reads no further than this beyond its stretch: in garbage it would read to the end.
+// A chain cut there only makes the stretch look empty; the last scan is not bounded.
+constexpr uint64_t kProbeMargin = 64 * 1024;
 
 [[noreturn]] void fail(const char* what, int error = errno) {
   throw std::system_error(error, std::generic_category(), std::string("seekTime: ") + what);
@@ -50,6 +53,7 @@ class Seeker {
   Probe probe(uint64_t from, uint64_t limit) {
     TraceFileReader reader(fd_, framing_);
     start(reader, from, kProbeRead);
+    reader.setReadLimit(limit - from + std::min(limit - from, kProbeMargin));
     bool broken = false;
     reader.setLossHandler([&](const TraceFileReader::loss_t&) { broken = true; });
     Probe p;

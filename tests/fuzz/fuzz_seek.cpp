@@ -2,7 +2,7 @@
 //
 // Input: a control byte, the start time (8 bytes, big-endian), then the file. Control bits
 // 0..1: framing; bit 2: a tolerance of one second; bit 3: the file is the bytes repeated to
-// 640 KiB, so that probes and bisection run instead of the scan of small files. Checks: the
+// 160 KiB, so that probes and bisection run instead of the scan of small files. Checks: the
 // offset lies in the file and the descriptor stands there; where no bisection ran, no record at
 // or after the time starts before the offset; records read from there stay in order and in the
 // file.
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   uint64_t time = 0;
   for (int i = 1; i < 9; ++i) time = time << 8 | input[i];
   std::vector<uint8_t> file(input + 9, input + size);
-  while ((control & 8) && !file.empty() && file.size() < 640 * 1024)
+  while ((control & 8) && !file.empty() && file.size() < 160 * 1024)
     file.insert(file.end(), input + 9, input + size);
   const int fd = memfd_create("fuzz_seek", MFD_CLOEXEC);
   if (fd < 0 || ::write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size()))

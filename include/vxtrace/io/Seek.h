@@ -26,7 +26,7 @@ struct SeekResult {
 // by the validating reader and trusted only on a chain of records. Records out of order by up
 // to toleranceUs count as in order. Order broken beyond that (within a chain, between probes or
 // in the last stretch read) makes it scan from the start instead, so that no record at or after
-// timeUs is missed; an early record hidden between probes is not seen. Files under 512 KiB are
+// timeUs is missed; an early record hidden between probes is not seen. Files under 128 KiB are
 // scanned. A container counts with the time of its last record. Undecodable frames are skipped
 // whatever MessageBase::invalidHandling says; decoders' diagnostic lines are dropped meanwhile.
 // Decodes through the registry (MessageBase::registerMessages() first). Throws
