@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <set>
 
 #include "vxtrace/io/Diagnostics.h"
@@ -36,15 +37,20 @@ std::string hexHead(const uint8_t* p, std::size_t n, uint64_t total) {
   return s;
 }
 
-// Collects the library's diagnostic lines of one decode on this thread.
-struct Capture {
-  Lines lines;
-  DiagnosticSink sink{[this](DiagnosticLevel level, const std::string& line) {
-    lines.emplace_back(static_cast<int>(level), line);
-  }};
-};
-
 }  // namespace
+
+Session::Batch::Batch(Session& session)
+    : session_(session), sink_([this](DiagnosticLevel level, const std::string& line) {
+        session_.lines_.emplace_back(static_cast<int>(level), line);
+      }) {
+  session_.batch_ = this;
+}
+
+Session::Batch::~Batch() {
+  sink_.flush();
+  session_.batch_ = nullptr;
+  session_.lines_.clear();
+}
 
 void Session::setUp() {
   MessageBase::registerMessages();
@@ -95,22 +101,25 @@ void Session::addLines(const Lines& lines) {
 }
 
 std::unique_ptr<MessageBase> Session::readTop() {
+  std::optional<Batch> own;
+  if (batch_ == nullptr) own.emplace(*this);
   for (;;) {
-    Capture capture;
     if (!started_) {
       started_ = true;
       reader_.setFraming(reader_.probeFraming());
-      capture.lines.clear();  // the probe's trial decodes concern nobody
+      batch_->sink_.flush();
+      lines_.clear();  // the probe's trial decodes concern nobody
     }
     lost_ = false;
     std::unique_ptr<MessageBase> msg{ended_ ? nullptr : reader_.next()};
-    capture.sink.flush();
+    batch_->sink_.flush();
     if (!msg) {
       ended_ = true;
       return nullptr;
     }
     offset_ = reader_.recordOffset();
-    addLines(capture.lines);
+    addLines(lines_);
+    lines_.clear();
     if (msg->msgId == MSGID_INVALID && !policy_.invalid) continue;  // reported as a loss
     return msg;
   }
@@ -120,13 +129,15 @@ bool Session::expand(const MessageBase& record) {
   if (!policy_.expand || record.msgId != MSGID_CONTAINER) return false;
   const auto* container = dynamic_cast<const ContainerMessage*>(&record);
   if (container == nullptr) return false;
-  Capture capture;
+  std::optional<Batch> own;
+  if (batch_ == nullptr) own.emplace(*this);
   lost_ = false;
   container->messages.clear();
   container->decompress(container->numOfMsg, container->data.data(),
                         static_cast<unsigned int>(container->data.size()));
-  capture.sink.flush();
-  addLines(capture.lines);
+  batch_->sink_.flush();
+  addLines(lines_);
+  lines_.clear();
   return true;
 }
 

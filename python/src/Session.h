@@ -12,6 +12,7 @@
 #include "vxtrace/ContainerMessage.h"
 #include "vxtrace/MessageBase.h"
 #include "vxtrace/TraceFileReader.h"
+#include "vxtrace/io/Diagnostics.h"
 
 namespace vxtrace::python {
 
@@ -51,6 +52,21 @@ class Session {
   template <typename Visit>
   bool visit(Visit&& visit);
 
+  // While alive, the library's lines on this thread go to the session for many records at
+  // once: a sink per record costs more than decoding a CAN frame.
+  class Batch {
+   public:
+    explicit Batch(Session& session);
+    ~Batch();
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+
+   private:
+    friend class Session;
+    Session& session_;
+    vxtrace::DiagnosticSink sink_;
+  };
+
   // Offset of the top-level record the last one returned came from.
   uint64_t offset() const { return offset_; }
   // The stored frame of a top-level record from its size field (marker or prefix cut off), or
@@ -89,7 +105,9 @@ class Session {
   bool lastWasTop_ = false;
   std::vector<Problem> problems_;
   uint64_t dropped_ = 0;
-  bool lost_ = false;  // a loss in this step: the library's lines then belong to rejected bytes
+  bool lost_ = false;
+  Batch* batch_ = nullptr;
+  std::vector<std::pair<int, std::string>> lines_;  // captured by the batch since the last step  // a loss in this step: the library's lines then belong to rejected bytes
 };
 
 template <typename Visit>

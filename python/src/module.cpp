@@ -11,6 +11,7 @@
 #include <new>
 #include <optional>
 
+#include "FastCan.h"
 #include "Session.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
@@ -169,6 +170,14 @@ class CanColumns {
     ++n_;
   }
   std::size_t size() const { return n_; }
+  void clear() {
+    for (void* p : all()) std::free(p);
+    time_ = nullptr;
+    channel_ = dlc_ = length_ = data_ = nullptr;
+    id_ = nullptr;
+    for (auto& f : flags_) f = nullptr;
+    n_ = capacity_ = 0;
+  }
 
   // The columns as numpy arrays that own their memory; this object is empty afterwards.
   py::dict release() {
@@ -236,14 +245,26 @@ class CanReader {
   // (columns, problems, dropped problems, ended); max < 0 reads to the end.
   py::tuple read(long long max) {
     CanColumns columns;
-    bool ended = false;
+    bool ended = false, fast = false;
     {
       py::gil_scoped_release unlocked;
+      if (max < 0 && !started_ && !session_.input().fed()) {
+        // A clean file needs no validation record by record.
+        const bool clean = scanCleanCan(session_.input().fd(), [&](const CanFrame& f) {
+          if (filter_.wants(f)) columns.push(f);
+        });
+        ended = fast = clean;
+        if (!clean) columns.clear();
+      }
+      started_ = true;
+      Session::Batch batch(session_);
       CanFrame f;
       auto take = [&](const MessageBase& msg) {
+        if (msg.msgId != MSGID_CAN && msg.msgId != MSGID_CAN_EXT && msg.msgId != MSGID_CAN_PROXY)
+          return;
         if (vxtrace::toCanFrame(msg, f) == nullptr && filter_.wants(f)) columns.push(f);
       };
-      while (max < 0 || columns.size() < static_cast<std::size_t>(max)) {
+      while (!ended && (max < 0 || columns.size() < static_cast<std::size_t>(max))) {
         if (!session_.visit(take)) {
           ended = true;
           break;
@@ -252,13 +273,14 @@ class CanReader {
     }
     uint64_t dropped = 0;
     py::list problems = problemList(session_, dropped);
-    if (ended) session_.raiseIfFailed(formatError);
+    if (ended && !fast) session_.raiseIfFailed(formatError);
     return py::make_tuple(columns.release(), problems, dropped, ended);
   }
 
  private:
   Session session_;
   CanFilter filter_;
+  bool started_ = false;
 };
 
 // ---- encoding ------------------------------------------------------------------------------

@@ -1,5 +1,5 @@
 """The python-can plugin in a fresh interpreter that sees only an installed copy (cmake --install
-with DESTDIR) of the package: LogReader, a Logger round trip and logconvert to ASC."""
+with DESTDIR) of the package: LogReader, a Logger round trip, logconvert to ASC and the player."""
 import os
 import subprocess
 import sys
@@ -22,9 +22,11 @@ def installed(tmp_path_factory):
 
 def run_fresh(site, code, *args):
     env = {"PATH": os.environ["PATH"], "PYTHONPATH": str(site), "TZ": "UTC"}
-    return subprocess.run([sys.executable, *args] if not code else
+    done = subprocess.run([sys.executable, *args] if not code else
                           [sys.executable, "-c", textwrap.dedent(code), *args],
-                          env=env, capture_output=True, text=True, check=True, cwd=site)
+                          env=env, capture_output=True, text=True, cwd=site)
+    assert done.returncode == 0, done.stderr
+    return done
 
 
 def test_log_reader_logger_and_logconvert(installed, traces, tmp_path):
@@ -37,14 +39,15 @@ def test_log_reader_logger_and_logconvert(installed, traces, tmp_path):
             for m in can.LogReader(sys.argv[1]):
                 logger(m)
                 n += 1
-        m = [m for m in can.LogReader(sys.argv[1]) if m.is_fd and not m.is_rx][0]
-        print(n, m.timestamp, m.channel, m.arbitration_id, m.is_extended_id, m.bitrate_switch,
+        got = list(can.LogReader(sys.argv[1]))
+        m = [m for m in got if m.is_fd][0]
+        print(n, sum(not m.is_rx for m in got), m.timestamp, m.channel, m.arbitration_id, m.is_extended_id, m.bitrate_switch,
               m.data.hex())
     """, src, copy, installed)
     frames = vxtrace.read_can(src)
-    n, stamp, chan, ident, ext, brs, data = out.stdout.split()
-    assert int(n) == len(frames)
-    i = np.flatnonzero(frames.fd & frames.tx)[0]
+    n, sent, stamp, chan, ident, ext, brs, data = out.stdout.split()
+    assert (int(n), int(sent)) == (len(frames), frames.tx.sum())
+    i = np.flatnonzero(frames.fd)[0]
     assert (float(stamp), int(chan), int(ident), ext, brs, data) == (
         frames.time_us[i] / 1e6, frames.channel[i], frames.can_id[i], str(frames.extended[i]),
         str(frames.brs[i]), bytes(frames.data[i, :frames.length[i]]).hex())
@@ -56,3 +59,6 @@ def test_log_reader_logger_and_logconvert(installed, traces, tmp_path):
     lines = asc.read_text().splitlines()
     body = [ln for ln in lines if ln[:1] == " " and ("Rx" in ln or "Tx" in ln)]
     assert len(body) == int((~frames.error).sum()) and "CANFD" in asc.read_text()
+    played = run_fresh(installed, None, "-m", "can.player", "-i", "virtual", "-c", "vcan0",
+                       "--ignore-timestamps", "-g", "0", "-v", str(src))
+    assert played.stdout.count("Timestamp:") == len(body)
