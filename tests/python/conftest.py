@@ -14,9 +14,11 @@ def run_cli(*args):
 
 @pytest.fixture(scope="session")
 def traces(tmp_path_factory):
-    """name -> path: "plain" (every record kind) and "lz4" (bus records in LZ4 containers)."""
+    """name -> path: "plain" (every record kind), "lz4" (bus records in LZ4 containers) and
+    "diag" (a diagnostic session: KWP2000, UDS, XCP, CCP)."""
     d = tmp_path_factory.mktemp("traces")
-    out = {"plain": d / "plain.vxt", "lz4": d / "lz4.vxt"}
+    out = {"plain": d / "plain.vxt", "lz4": d / "lz4.vxt", "diag": d / "diag.vxt"}
     run_cli("gen", "--records", 4000, "--seed", 3, out["plain"])
     run_cli("gen", "--records", 4000, "--seed", 4, "--containers", out["lz4"])
+    run_cli("gen", "--diag", out["diag"])
     return out

@@ -25,6 +25,12 @@ def sources(path):
     yield io.BytesIO(data)
 
 
+def test_open_decodes_diagnostic_records_on_request(traces):
+    dump = run_cli("dump", "--register-diag", traces["diag"]).decode().splitlines()
+    assert any("KWP" in line for line in dump)
+    assert [str(r) for r in vxtrace.open(traces["diag"], diag=True)] == dump
+
+
 @pytest.mark.parametrize("name", ["plain", "lz4"])
 def test_open_matches_dump_line_for_line(traces, name):
     dump = run_cli("dump", traces[name]).decode().splitlines()
