@@ -15,10 +15,6 @@
 #include "Session.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
-#include "vxtrace/KWP2000Request.h"
-#include "vxtrace/KWP2000Response.h"
-#include "vxtrace/UDSRequest.h"
-#include "vxtrace/UDSResponse.h"
 #include "vxtrace/io/CanFrame.h"
 #include "vxtrace/io/Channel.h"
 
@@ -257,18 +253,16 @@ class CanReader {
         if (!clean) columns.clear();
       }
       started_ = true;
-      Session::Batch batch(session_);
       CanFrame f;
-      auto take = [&](const MessageBase& msg) {
-        if (msg.msgId != MSGID_CAN && msg.msgId != MSGID_CAN_EXT && msg.msgId != MSGID_CAN_PROXY)
-          return;
-        if (vxtrace::toCanFrame(msg, f) == nullptr && filter_.wants(f)) columns.push(f);
-      };
       while (!ended && (max < 0 || columns.size() < static_cast<std::size_t>(max))) {
-        if (!session_.visit(take)) {
+        std::unique_ptr<MessageBase> msg = session_.next();
+        if (!msg) {
           ended = true;
           break;
         }
+        if (msg->msgId != MSGID_CAN && msg->msgId != MSGID_CAN_EXT && msg->msgId != MSGID_CAN_PROXY)
+          continue;
+        if (vxtrace::toCanFrame(*msg, f) == nullptr && filter_.wants(f)) columns.push(f);
       }
     }
     uint64_t dropped = 0;
@@ -320,14 +314,6 @@ PYBIND11_MODULE(_vxtrace, m) {
   m.doc() = "Compiled core of the vxtrace package; use the vxtrace module.";
   Session::setUp();
 
-  // The registry is process-wide until readers carry their own: once registered, the
-  // diagnostic decoders stay for every later reader.
-  m.def("_register_diag", [] {
-    MessageBase::registerMessage(MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray);
-    MessageBase::registerMessage(MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray);
-    MessageBase::registerMessage(MSGID_UDS_REQUEST, UDSRequest::readFromByteArray);
-    MessageBase::registerMessage(MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray);
-  });
   m.def("_set_format_error", [](py::object cls) { formatError = cls.inc_ref().ptr(); });
 
   py::class_<Record>(m, "Record")
@@ -356,11 +342,13 @@ PYBIND11_MODULE(_vxtrace, m) {
       .def("__repr__", &Record::repr);
 
   py::class_<RecordReader>(m, "_RecordReader")
-      .def(py::init([](py::handle source, bool invalid, bool expand, py::function report) {
-             return std::make_unique<RecordReader>(source, Policy{invalid, expand, true},
+      .def(py::init([](py::handle source, bool invalid, bool diag, bool expand,
+                       py::function report) {
+             return std::make_unique<RecordReader>(source, Policy{invalid, expand, true, diag},
                                                    std::move(report));
            }),
-           py::arg("source"), py::arg("invalid"), py::arg("expand"), py::arg("report"))
+           py::arg("source"), py::arg("invalid"), py::arg("diag"), py::arg("expand"),
+           py::arg("report"))
       .def("__iter__", [](py::object self) { return self; })
       .def("__next__", &RecordReader::next)
       .def_property_readonly("counts", &RecordReader::counts);

@@ -76,9 +76,8 @@ def open(source, *, invalid=False, diag=False, expand=True, on_problem=None):
     expand: container records are followed by the records inside them.
     on_problem: called with a Problem for each loss or diagnostic; otherwise TraceWarning.
     """
-    if diag:
-        _vxtrace._register_diag()
-    return _vxtrace._RecordReader(source, invalid, expand, _reporter(on_problem, _name(source)))
+    return _vxtrace._RecordReader(source, invalid, diag, expand,
+                                  _reporter(on_problem, _name(source)))
 
 
 _COLUMNS = ("time_us", "channel", "can_id", "extended", "fd", "brs", "esi", "remote", "error",

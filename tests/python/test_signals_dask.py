@@ -9,6 +9,7 @@ import vxtrace.signals
 
 from conftest import run_cli
 
+T0 = 1_700_000_000  # seconds; a plausible time for a trace
 DBC = """VERSION ""
 BS_:
 BU_: ECU
@@ -31,10 +32,10 @@ def test_signals_decode_multiplexed_and_extended(tmp_path):
         for t, ident, ext, data in [(1.0, 0x100, False, "01d0070000000050"),
                                     (2.0, 0x100, False, "02f6000000000000"),
                                     (3.0, 0x18FEF115, True, "c350"), (4.0, 0x7FF, False, "00")]:
-            logger(can.Message(timestamp=t, arbitration_id=ident, is_extended_id=ext,
+            logger(can.Message(timestamp=T0 + t, arbitration_id=ident, is_extended_id=ext,
                                data=bytes.fromhex(data), channel=1))
-    got = vxtrace.signals.decode(vxtrace.read_can(log), dbc)
-    rows = sorted(zip(got.time_us, got.message, got.signal, got.value, got.unit))
+    got = vxtrace.signals.decode(vxtrace.read_can(log.read_bytes()), dbc)
+    rows = sorted(zip(got.time_us - T0 * 10**6, got.message, got.signal, got.value, got.unit))
     assert rows == [(1000000, "Mux", "Flags", 5.0, ""), (1000000, "Mux", "Page", 1.0, ""),
                     (1000000, "Mux", "Speed", 1000.0, "km/h"), (2000000, "Mux", "Flags", 0.0, ""),
                     (2000000, "Mux", "Page", 2.0, ""), (2000000, "Mux", "Temp", -50.0, "degC"),
