@@ -644,7 +644,7 @@ void HtmlReport::Impl::write(std::ostream& os) const {
         "svg{display:block;margin:6px 0}svg text{font-size:11px;fill:#333}\n"
         ".axis{stroke:#444}.tick{stroke:#444}.grid{stroke:#ddd}\n"
         ".tl{text-anchor:middle}.vl{text-anchor:end}.at{text-anchor:middle;font-size:12px}\n"
-        ".note{font-size:13px;color:#555}\n"
+        ".note{font-size:13px;color:#555}.cols{display:flex;flex-wrap:wrap;column-gap:40px}\n"
         "</style></head><body>\n<h1>"
      << html(options.title) << "</h1>\n";
   writeHeader(os);
@@ -676,7 +676,7 @@ void HtmlReport::Impl::writeHeader(std::ostream& os) const {
     backwards += f.backwards;
     implausible += f.implausible;
   }
-  os << "</table>\n<h2>Summary</h2>\n<table id=\"summary\">\n";
+  os << "</table>\n<div class=\"cols\"><div><h2>Summary</h2>\n<table id=\"summary\">\n";
   auto row = [&](const char* key, const char* name, const std::string& value) {
     os << "<tr><th>" << name << "</th><td data-key=\"" << key << "\">" << html(value)
        << "</td></tr>\n";
@@ -700,9 +700,9 @@ void HtmlReport::Impl::writeHeader(std::ostream& os) const {
       std::to_string(gapCount));
   row("time_backwards", "Steps back in time", std::to_string(backwards));
   row("implausible_times", "Times outside 1990-2100 (not drawn)", std::to_string(implausible));
-  os << "</table>\n";
+  os << "</table></div>\n";
 
-  os << "<h2>Channels</h2>\n<table id=\"channels\"><tr><th>Channel</th><th>Records</th>"
+  os << "<div><h2>Channels</h2>\n<table id=\"channels\"><tr><th>Channel</th><th>Records</th>"
         "<th>Error frames</th></tr>\n";
   std::vector<const Channel*> sorted;
   for (const Channel& c : channels)
@@ -712,7 +712,7 @@ void HtmlReport::Impl::writeHeader(std::ostream& os) const {
   for (const Channel* c : sorted)
     os << "<tr><td>" << html(c->label) << "</td><td class=\"n\" data-channel=\"" << html(c->label)
        << "\">" << c->records << "</td><td class=\"n\">" << c->errorFrames << "</td></tr>\n";
-  os << "</table>\n";
+  os << "</table></div></div>\n";
 }
 
 // ---- charts ---------------------------------------------------------------------------------
