@@ -253,6 +253,9 @@ struct HtmlReport::Impl {
 
   std::vector<Channel> channels;  // bounded by kMaxChannels, then "other"
   std::map<std::string, std::size_t> channelIndex;
+  // Labels by source id: building the label text for every record would cost more than the rest
+  // of the record's accounting. Records without a source id (all ones) are looked up by text.
+  std::unordered_map<uint64_t, std::size_t> channelById;
   // Event rows that belong to no channel.
   std::vector<double> lostBin, statusBin, lossBin, backwardsBin, markerBin;
   uint64_t lostRecords = 0, lostMessages = 0, statusRecords = 0, markers = 0;
@@ -378,9 +381,23 @@ struct HtmlReport::Impl {
     if (timed++ == 0 || t < first) first = t;
     if (timed == 1 || t > last) last = t;
 
-    Channel& c = channel(channelLabel(record));
+    const uint64_t source = record.getSourceChannelID();
+    std::size_t index;
+    if (source == ~0ULL) {
+      index = static_cast<std::size_t>(&channel(channelLabel(record)) - channels.data());
+    } else {
+      auto known = channelById.find(source);
+      if (known == channelById.end()) {
+        index = static_cast<std::size_t>(&channel(channelLabel(record)) - channels.data());
+        channelById.emplace(source, index);
+      } else {
+        index = known->second;
+      }
+    }
+    Channel& c = channels[index];
     ++c.records;
-    const bool container = dynamic_cast<const ContainerMessage*>(&record) != nullptr;
+    const bool container =
+        record.msgId == MSGID_CONTAINER && dynamic_cast<const ContainerMessage*>(&record) != nullptr;
     if (!plausible(t)) {
       ++f.implausible;
     } else if (!container) {
@@ -409,13 +426,14 @@ struct HtmlReport::Impl {
       }
     }
 
-    const bool busRecord = record.getSourceChannelID() != ~0ULL && !container;
+    const bool busRecord = source != ~0ULL && !container;
     if (busRecord && plausible(t)) {
       ++c.frames;
       c.framesBin[bin(t)] += 1;
     }
     CanFrame frame;
-    if (toCanFrame(record, frame) == nullptr) {
+    // Every record that carries a CAN frame names a CAN source.
+    if (busRecord && ((source >> 8) & 0xFF) == BUSID_CAN && toCanFrame(record, frame) == nullptr) {
       c.canChannel = frame.channel;
       if (plausible(t)) c.bitsBin[bin(t)] += frameBits(frame);
       if (frame.error) {

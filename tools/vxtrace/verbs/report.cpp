@@ -33,7 +33,8 @@ const char* framingText(TraceFileReader::framing_t f) {
 void feed(HtmlReport& report, const MessageBase& msg, uint64_t offset, unsigned depth,
           const ReportJob& job) {
   if (!job.keep || job.keep(msg)) report.add(msg, offset, depth);
-  auto* container = dynamic_cast<const ContainerMessage*>(&msg);
+  auto* container =
+      msg.msgId == MSGID_CONTAINER ? dynamic_cast<const ContainerMessage*>(&msg) : nullptr;
   if (container == nullptr) return;
   container->messages.clear();
   container->decompress(container->numOfMsg, container->data.data(),
