@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdarg>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <ctime>
 #include <functional>
@@ -30,9 +30,9 @@ namespace {
 
 // Time stamps outside 1990..2100 are not drawn: one record dated 1970 would squeeze the whole
 // trace into one column.
-constexpr uint64_t kPlausibleFrom = 631152000ULL * 1000000ULL;   // 1990-01-01 UTC
-constexpr uint64_t kPlausibleTo = 4102444800ULL * 1000000ULL;    // 2100-01-01 UTC
-constexpr uint64_t kFirstBinUs = 1000;                           // 1 ms
+constexpr uint64_t kPlausibleFrom = 631152000ULL * 1000000ULL;  // 1990-01-01 UTC
+constexpr uint64_t kPlausibleTo = 4102444800ULL * 1000000ULL;   // 2100-01-01 UTC
+constexpr uint64_t kFirstBinUs = 1000;                          // 1 ms
 
 // One colour per channel label, the same in every chart.
 const char* const kPalette[] = {"#1f77b4", "#ff7f0e", "#2ca02c", "#d62728", "#9467bd", "#8c564b",
@@ -57,15 +57,27 @@ std::string html(const std::string& s) {
   out.reserve(s.size());
   for (unsigned char c : s) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      case '\'': out += "&#39;"; break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
       default:
         // Control bytes would make the page invalid; file names may hold anything.
-        if (c < 0x20) out += format("\\x%02x", c);
-        else out.push_back(static_cast<char>(c));
+        if (c < 0x20)
+          out += format("\\x%02x", c);
+        else
+          out.push_back(static_cast<char>(c));
     }
   }
   return out;
@@ -157,9 +169,9 @@ class MedianEstimator {
 
  private:
   double parabolic(int i, int s) const {
-    const double a = pos_[i] - pos_[i - 1], b = pos_[i + 1] - pos_[i], c = pos_[i + 1] - pos_[i - 1];
-    return q_[i] + s / c *
-                       ((a + s) * (q_[i + 1] - q_[i]) / b + (b - s) * (q_[i] - q_[i - 1]) / a);
+    const double a = pos_[i] - pos_[i - 1], b = pos_[i + 1] - pos_[i],
+                 c = pos_[i + 1] - pos_[i - 1];
+    return q_[i] + s / c * ((a + s) * (q_[i + 1] - q_[i]) / b + (b - s) * (q_[i] - q_[i - 1]) / a);
   }
   double linear(int i, int s) const {
     return q_[i] + s * (q_[i + s] - q_[i]) / (pos_[i + s] - pos_[i]);
@@ -186,9 +198,9 @@ struct Channel {
   uint64_t records = 0;  // every record carrying this label, as `stats` counts them
   uint64_t frames = 0;   // bus records
   uint64_t errorFrames = 0;
-  int canChannel = -1;       // the logger's zero-based CAN channel, for CAN labels
-  bool loggerLoad = false;   // the logger reported its load in percent
-  uint64_t untracked = 0;    // CAN frames of identifiers past kMaxIdentifiers
+  int canChannel = -1;      // the logger's zero-based CAN channel, for CAN labels
+  bool loggerLoad = false;  // the logger reported its load in percent
+  uint64_t untracked = 0;   // CAN frames of identifiers past kMaxIdentifiers
   std::vector<double> framesBin, bitsBin, loadSum, loadCount, errorsBin;
 };
 
@@ -285,8 +297,7 @@ struct HtmlReport::Impl {
 
   void forEachRow(const std::function<void(std::vector<double>&)>& fn) {
     for (auto& c : channels)
-      for (auto* row : {&c.framesBin, &c.bitsBin, &c.loadSum, &c.loadCount, &c.errorsBin})
-        fn(*row);
+      for (auto* row : {&c.framesBin, &c.bitsBin, &c.loadSum, &c.loadCount, &c.errorsBin}) fn(*row);
     for (auto* row : {&lostBin, &statusBin, &lossBin, &backwardsBin, &markerBin}) fn(*row);
   }
 
@@ -396,8 +407,8 @@ struct HtmlReport::Impl {
     }
     Channel& c = channels[index];
     ++c.records;
-    const bool container =
-        record.msgId == MSGID_CONTAINER && dynamic_cast<const ContainerMessage*>(&record) != nullptr;
+    const bool container = record.msgId == MSGID_CONTAINER &&
+                           dynamic_cast<const ContainerMessage*>(&record) != nullptr;
     if (!plausible(t)) {
       ++f.implausible;
     } else if (!container) {
@@ -411,9 +422,9 @@ struct HtmlReport::Impl {
         ++gapCount;
         gaps.push_back({latest, t});
         if (gaps.size() > HtmlReport::kMaxGaps) {
-          auto shortest = std::min_element(gaps.begin(), gaps.end(), [](const Gap& a, const Gap& b) {
-            return a.to - a.from < b.to - b.from;
-          });
+          auto shortest = std::min_element(
+              gaps.begin(), gaps.end(),
+              [](const Gap& a, const Gap& b) { return a.to - a.from < b.to - b.from; });
           gaps.erase(shortest);
         }
       }
@@ -490,11 +501,20 @@ struct HtmlReport::Impl {
     switch (m.source) {
       case BusLoadMessage::SRC_CAN:
       case BusLoadMessage::SRC_LSCAN:
-      case BusLoadMessage::SRC_HSCAN: bus = "CAN"; break;
-      case BusLoadMessage::SRC_LIN: bus = "LIN"; break;
-      case BusLoadMessage::SRC_FLEXRAY: bus = "FlexRay"; break;
-      case BusLoadMessage::SRC_ETHERNET: bus = "Ethernet"; break;
-      default: return;
+      case BusLoadMessage::SRC_HSCAN:
+        bus = "CAN";
+        break;
+      case BusLoadMessage::SRC_LIN:
+        bus = "LIN";
+        break;
+      case BusLoadMessage::SRC_FLEXRAY:
+        bus = "FlexRay";
+        break;
+      case BusLoadMessage::SRC_ETHERNET:
+        bus = "Ethernet";
+        break;
+      default:
+        return;
     }
     noteLoad(bus + " #" + std::to_string(m.bus + 1u), m.load, m.timeStamp);
   }
@@ -536,8 +556,10 @@ struct HtmlReport::Impl {
 
   void addLoss() {
     uint64_t at = 0;
-    if (anchor(at)) lossBin[bin(at)] += 1;
-    else ++pendingLosses;
+    if (anchor(at))
+      lossBin[bin(at)] += 1;
+    else
+      ++pendingLosses;
   }
 
   void endFile(const TraceFileReader::counts_t& counts) {
@@ -586,10 +608,10 @@ const char* colour(std::size_t i) { return kPalette[i % (sizeof kPalette / sizeo
 // Ticks on a round step, labelled in UTC; the axis title names the date and the bin width.
 void timeAxis(std::ostream& os, const View& v, double y) {
   static const uint64_t kSteps[] = {
-      1000,        2000,        5000,        10000,       20000,       50000,
-      100000,      200000,      500000,      1000000,     2000000,     5000000,
-      10000000,    15000000,    30000000,    60000000,    120000000,   300000000,
-      600000000,   900000000,   1800000000,  3600000000,  7200000000,  10800000000,
+      1000,        2000,        5000,        10000,        20000,        50000,
+      100000,      200000,      500000,      1000000,      2000000,      5000000,
+      10000000,    15000000,    30000000,    60000000,     120000000,    300000000,
+      600000000,   900000000,   1800000000,  3600000000,   7200000000,   10800000000,
       21600000000, 43200000000, 86400000000, 172800000000, 604800000000, 2592000000000};
   const uint64_t span = v.width * v.count;
   uint64_t step = kSteps[sizeof kSteps / sizeof kSteps[0] - 1];
@@ -598,8 +620,8 @@ void timeAxis(std::ostream& os, const View& v, double y) {
       step = s;
       break;
     }
-  os << "<line class=\"axis\" x1=\"" << v.left << "\" y1=\"" << y << "\" x2=\"" << v.left + v.plotWidth
-     << "\" y2=\"" << y << "\"/>\n";
+  os << "<line class=\"axis\" x1=\"" << v.left << "\" y1=\"" << y << "\" x2=\""
+     << v.left + v.plotWidth << "\" y2=\"" << y << "\"/>\n";
   for (uint64_t t = (v.from + step - 1) / step * step; t <= v.from + span; t += step) {
     const double x = v.x(t);
     const std::string full = utc(t);  // YYYY-MM-DD HH:MM:SS.ffffff
@@ -650,15 +672,18 @@ void legend(std::ostream& os, const std::vector<std::pair<std::string, std::size
 
 void HtmlReport::Impl::write(std::ostream& os) const {
   os << "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n<title>"
-     << html(options.title) << "</title>\n<style>\n"
+     << html(options.title)
+     << "</title>\n<style>\n"
         "body{font-family:sans-serif;margin:16px;color:#222;max-width:1000px}\n"
         "h1{font-size:20px}h2{font-size:16px;margin-top:28px;border-bottom:1px solid #ccc}"
         "h3{font-size:14px}\n"
         "table{border-collapse:collapse;font-size:13px}td,th{padding:2px 8px;text-align:left}"
-        "td.n{text-align:right;font-variant-numeric:tabular-nums}tr:nth-child(even){background:#f4f4f4}\n"
+        "td.n{text-align:right;font-variant-numeric:tabular-nums}tr:nth-child(even){background:#"
+        "f4f4f4}\n"
         ".bar{height:10px;display:inline-block;vertical-align:middle}\n"
         ".legend span{margin-right:14px;font-size:13px;white-space:nowrap}"
-        ".legend i{display:inline-block;width:12px;height:12px;margin-right:4px;vertical-align:-1px}\n"
+        ".legend "
+        "i{display:inline-block;width:12px;height:12px;margin-right:4px;vertical-align:-1px}\n"
         "svg{display:block;margin:6px 0}svg text{font-size:11px;fill:#333}\n"
         ".axis{stroke:#444}.tick{stroke:#444}.grid{stroke:#ddd}\n"
         ".tl{text-anchor:middle}.vl{text-anchor:end}.at{text-anchor:middle;font-size:12px}\n"
@@ -775,12 +800,14 @@ void HtmlReport::Impl::writeLoad(std::ostream& os) const {
   for (const Line& l : lines)
     entries.emplace_back(l.c->label + (l.source[0] == 'f' ? " (from frames)" : ""), l.colour);
   legend(os, entries);
-  os << format("<svg id=\"chart-load\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
-               "role=\"img\"><title>Bus load in percent over time</title>\n",
-               kWidth, y0 + 40, kWidth, y0 + 40);
+  os << format(
+      "<svg id=\"chart-load\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
+      "role=\"img\"><title>Bus load in percent over time</title>\n",
+      kWidth, y0 + 40, kWidth, y0 + 40);
   valueAxis(os, top, y0, h, "Bus load (%)");
   if (fr.any) timeAxis(os, fr.view, y0);
-  const double half = fr.any ? (fr.view.xBin(fr.view.first + 1) - fr.view.xBin(fr.view.first)) / 2 : 0;
+  const double half =
+      fr.any ? (fr.view.xBin(fr.view.first + 1) - fr.view.xBin(fr.view.first)) / 2 : 0;
   for (const Line& l : lines) {
     // Load records come once a second or so, far sparser than the columns: the line joins the
     // columns that have a value, with a dot on each when there are few.
@@ -802,9 +829,9 @@ void HtmlReport::Impl::writeLoad(std::ostream& os) const {
       if (points <= 60) dots += format("<circle cx=\"%.1f\" cy=\"%.1f\" r=\"2.5\"/>", x, y);
     }
     if (d.empty()) continue;
-    os << "<g fill=\"" << colour(l.colour) << "\"><path fill=\"none\" stroke-width=\"1.5\" stroke=\""
-       << colour(l.colour) << "\" d=\"" << d.substr(1) << "\"><title>" << html(l.c->label) << "</title></path>"
-       << dots << "</g>\n";
+    os << "<g fill=\"" << colour(l.colour)
+       << "\"><path fill=\"none\" stroke-width=\"1.5\" stroke=\"" << colour(l.colour) << "\" d=\""
+       << d.substr(1) << "\"><title>" << html(l.c->label) << "</title></path>" << dots << "</g>\n";
   }
   if (lines.empty())
     os << format("<text x=\"%.0f\" y=\"%.0f\" class=\"at\">", kLeft + kPlotWidth / 2, y0 - h / 2)
@@ -812,8 +839,7 @@ void HtmlReport::Impl::writeLoad(std::ostream& os) const {
   os << "</svg>\n";
   if (!unknown.empty()) {
     os << "<p class=\"note\">No load known for ";
-    for (std::size_t i = 0; i < unknown.size(); ++i)
-      os << (i ? ", " : "") << html(unknown[i]);
+    for (std::size_t i = 0; i < unknown.size(); ++i) os << (i ? ", " : "") << html(unknown[i]);
     os << " (no load records of the logger's and no bit rate given): see their frames per "
           "second below.</p>\n";
   }
@@ -834,9 +860,10 @@ void HtmlReport::Impl::writeFrames(std::ostream& os) const {
   std::vector<std::pair<std::string, std::size_t>> entries;
   for (const auto& [c, index] : drawn) entries.emplace_back(c->label, index);
   legend(os, entries);
-  os << format("<svg id=\"chart-frames\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
-               "role=\"img\"><title>Frames per second per channel, stacked</title>\n",
-               kWidth, y0 + 40, kWidth, y0 + 40);
+  os << format(
+      "<svg id=\"chart-frames\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
+      "role=\"img\"><title>Frames per second per channel, stacked</title>\n",
+      kWidth, y0 + 40, kWidth, y0 + 40);
   valueAxis(os, top, y0, h, "Frames per second");
   if (fr.any) timeAxis(os, fr.view, y0);
   std::vector<double> below(fr.view.count, 0);
@@ -845,8 +872,8 @@ void HtmlReport::Impl::writeFrames(std::ostream& os) const {
     std::string upper, lower;
     for (std::size_t i = 0; i < fr.view.count; ++i) {
       const double x0 = fr.view.xBin(fr.view.first + i), x1 = fr.view.xBin(fr.view.first + i + 1);
-      const double y = y0 - h * (below[i] + c->framesBin[fr.view.first + i]) /
-                                fr.view.binSeconds() / top;
+      const double y =
+          y0 - h * (below[i] + c->framesBin[fr.view.first + i]) / fr.view.binSeconds() / top;
       upper += format(" %.1f,%.1f %.1f,%.1f", x0, y, x1, y);
     }
     for (std::size_t i = fr.view.count; i-- > 0;) {
@@ -896,19 +923,21 @@ void HtmlReport::Impl::writeEvents(std::ostream& os) const {
   lanes.push_back({"Markers", &markerBin, "#2ca02c", markers, "markers"});
 
   const double laneHeight = 22, y0 = kTop + laneHeight * static_cast<double>(lanes.size());
-  os << format("<svg id=\"chart-events\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
-               "role=\"img\"><title>Events on the time line</title>\n",
-               kWidth, y0 + 40, kWidth, y0 + 40)
+  os << format(
+            "<svg id=\"chart-events\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
+            "role=\"img\"><title>Events on the time line</title>\n",
+            kWidth, y0 + 40, kWidth, y0 + 40)
      << "<defs><pattern id=\"hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\" "
         "patternTransform=\"rotate(45)\"><rect width=\"3\" height=\"6\" fill=\"#bbb\"/>"
         "</pattern></defs>\n";
   if (fr.any) {
     for (const Gap& g : gaps) {
       const double x0 = v.x(g.from), x1 = v.x(g.to);
-      os << format("<rect fill=\"url(#hatch)\" x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\">",
-                   x0, kTop, std::max(1.0, x1 - x0), y0 - kTop)
-         << "<title>Gap of " << seconds((g.to - g.from) / 1e6) << " from " << utc(g.from)
-         << " to " << utc(g.to) << " UTC</title></rect>\n";
+      os << format(
+                "<rect fill=\"url(#hatch)\" x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\">",
+                x0, kTop, std::max(1.0, x1 - x0), y0 - kTop)
+         << "<title>Gap of " << seconds((g.to - g.from) / 1e6) << " from " << utc(g.from) << " to "
+         << utc(g.to) << " UTC</title></rect>\n";
     }
   }
   const double binWidth = fr.any ? v.xBin(v.first + 1) - v.xBin(v.first) : 0;
@@ -917,29 +946,31 @@ void HtmlReport::Impl::writeEvents(std::ostream& os) const {
     const double y = kTop + laneHeight * static_cast<double>(l);
     os << format("<line class=\"grid\" x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\"/>", v.left,
                  y + laneHeight, v.left + v.plotWidth, y + laneHeight)
-       << format("<text x=\"%.1f\" y=\"%.1f\" class=\"vl\">", kWidth - 4, y + 15)
-       << lane.total << "</text>\n";
+       << format("<text x=\"%.1f\" y=\"%.1f\" class=\"vl\">", kWidth - 4, y + 15) << lane.total
+       << "</text>\n";
     if (!fr.any) continue;
     double max = 0;
-    for (std::size_t i = 0; i < v.count; ++i)
-      max = std::max(max, (*lane.row)[v.first + i]);
+    for (std::size_t i = 0; i < v.count; ++i) max = std::max(max, (*lane.row)[v.first + i]);
     for (std::size_t i = 0; i < v.count; ++i) {
       const double n = (*lane.row)[v.first + i];
       if (n <= 0) continue;
       // Darker for more: the count is in the tooltip.
       const double opacity = 0.35 + 0.65 * std::log1p(n) / std::log1p(max);
       const uint64_t from = v.from + i * v.width;
-      os << format("<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\" "
-                   "fill-opacity=\"%.2f\">",
-                   v.xBin(v.first + i), y + 3, std::max(2.0, binWidth), laneHeight - 6,
-                   lane.colour.c_str(), opacity)
-         << "<title>" << number(n) << " " << lane.what << " from " << utc(from) << " UTC</title></rect>\n";
+      os << format(
+                "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"%s\" "
+                "fill-opacity=\"%.2f\">",
+                v.xBin(v.first + i), y + 3, std::max(2.0, binWidth), laneHeight - 6,
+                lane.colour.c_str(), opacity)
+         << "<title>" << number(n) << " " << lane.what << " from " << utc(from)
+         << " UTC</title></rect>\n";
     }
   }
   if (fr.any)
     for (const Marker& m : markerList) {
       const double x = v.x(m.time), y = kTop + laneHeight * static_cast<double>(lanes.size() - 1);
-      os << format("<path d=\"M%.1f %.1f l-4 -7 h8 z\" fill=\"#1b5e20\"><title>", x, y + laneHeight - 3)
+      os << format("<path d=\"M%.1f %.1f l-4 -7 h8 z\" fill=\"#1b5e20\"><title>", x,
+                   y + laneHeight - 3)
          << "Marker " << m.number << " at " << utc(m.time) << " UTC</title></path>\n";
     }
   for (std::size_t l = 0; l < lanes.size(); ++l)
@@ -963,14 +994,16 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
         "(a running P-square estimate); jitter: the standard deviation of the intervals.</p>\n";
   // Rows grouped by CAN channel, the largest counts first; keeps topIdentifiers per channel.
   std::map<unsigned, std::vector<std::pair<uint64_t, const Identifier*>>> byChannel;
-  for (const auto& [key, id] : identifiers) byChannel[static_cast<unsigned>(key >> 32)].emplace_back(key, &id);
+  for (const auto& [key, id] : identifiers)
+    byChannel[static_cast<unsigned>(key >> 32)].emplace_back(key, &id);
   bool any = false;
   for (auto& [can, rows] : byChannel) {
     const std::size_t keep = std::min<std::size_t>(options.topIdentifiers, rows.size());
     std::partial_sort(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(keep), rows.end(),
                       [](const auto& a, const auto& b) {
-                        return a.second->frames != b.second->frames ? a.second->frames > b.second->frames
-                                                                    : a.first < b.first;
+                        return a.second->frames != b.second->frames
+                                   ? a.second->frames > b.second->frames
+                                   : a.first < b.first;
                       });
     const std::string label = "CAN #" + std::to_string(can + 1);
     std::size_t colourIndex = 0;
@@ -984,7 +1017,8 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
     frames += untracked;
     const double maxCount = static_cast<double>(rows.front().second->frames);
     os << "<h3>" << html(label) << ": " << frames << " frames, " << rows.size() << " identifiers"
-       << (untracked ? " (" + std::to_string(untracked) + " frames of identifiers not followed)" : "")
+       << (untracked ? " (" + std::to_string(untracked) + " frames of identifiers not followed)"
+                     : "")
        << "</h3>\n<table class=\"ids\"><tr><th>Identifier</th><th>Frames</th><th></th>"
           "<th>Period</th><th>Jitter</th></tr>\n";
     for (std::size_t i = 0; i < keep; ++i) {
@@ -997,7 +1031,9 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
          << format("%.0f", 1 + 240.0 * static_cast<double>(id.frames) / maxCount)
          << "px;background:" << colour(colourIndex) << "\"></span></td><td class=\"n\">"
          << (id.period.empty() ? "-" : seconds(id.period.median() / 1e6)) << "</td><td class=\"n\">"
-         << (id.intervals > 1 ? seconds(std::sqrt(id.m2 / static_cast<double>(id.intervals - 1)) / 1e6) : "-")
+         << (id.intervals > 1
+                 ? seconds(std::sqrt(id.m2 / static_cast<double>(id.intervals - 1)) / 1e6)
+                 : "-")
          << "</td></tr>\n";
     }
     os << "</table>\n";
@@ -1009,14 +1045,17 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
 void HtmlReport::Impl::writeKinds(std::ostream& os) const {
   os << "<h2>Record kinds</h2>\n";
   std::vector<std::pair<uint16_t, uint64_t>> rows(kinds.begin(), kinds.end());
-  std::sort(rows.begin(), rows.end(),
-            [](const auto& a, const auto& b) { return a.second != b.second ? a.second > b.second : a.first < b.first; });
-  const double rowHeight = 16, nameWidth = 260, barLeft = nameWidth + 8, barWidth = kWidth - barLeft - 80;
+  std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
+    return a.second != b.second ? a.second > b.second : a.first < b.first;
+  });
+  const double rowHeight = 16, nameWidth = 260, barLeft = nameWidth + 8,
+               barWidth = kWidth - barLeft - 80;
   const double height = kTop + rowHeight * static_cast<double>(rows.size()) + 40;
   const double maxLog = rows.empty() ? 1 : std::log10(static_cast<double>(rows.front().second)) + 1;
-  os << format("<svg id=\"chart-kinds\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
-               "role=\"img\"><title>Records per kind</title>\n",
-               kWidth, height, kWidth, height);
+  os << format(
+      "<svg id=\"chart-kinds\" width=\"%.0f\" height=\"%.0f\" viewBox=\"0 0 %.0f %.0f\" "
+      "role=\"img\"><title>Records per kind</title>\n",
+      kWidth, height, kWidth, height);
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const auto& [id, n] = rows[i];
     const double y = kTop + rowHeight * static_cast<double>(i);

@@ -677,7 +677,8 @@ int runReport(const ReportArgs& a) {
   job.inputs = a.files;
   job.v2 = a.read.v2;
   job.noSync = a.read.noSync;
-  job.bins = static_cast<unsigned>(numberOption("--bins", a.bins, vxtrace::HtmlReportOptions::kMaxBins));
+  job.bins =
+      static_cast<unsigned>(numberOption("--bins", a.bins, vxtrace::HtmlReportOptions::kMaxBins));
   if (job.bins < vxtrace::HtmlReportOptions::kMinBins)
     throw Failure{"invalid value for --bins: " + inQuotes(a.bins) + " (from " +
                   std::to_string(vxtrace::HtmlReportOptions::kMinBins) + " to " +
@@ -802,11 +803,12 @@ int main(int argc, char** argv) {
   recover.read.add(recoverCmd);
 
   ReportArgs reportArgs;
-  CLI::App* reportCmd = app.add_subcommand(
-      "report", "The trace as pictures: one self-contained HTML page");
+  CLI::App* reportCmd =
+      app.add_subcommand("report", "The trace as pictures: one self-contained HTML page");
   reportCmd->add_option("files", reportArgs.files, "Trace files, or '-' for standard input")
       ->required();
-  reportCmd->add_option("-o,--output", reportArgs.out, "The HTML file to write, or '-'")->required();
+  reportCmd->add_option("-o,--output", reportArgs.out, "The HTML file to write, or '-'")
+      ->required();
   reportArgs.read.add(reportCmd);
   reportCmd->add_option("--bins", reportArgs.bins,
                         "Columns of the time axis, 10 to 5000 (default 200)");
@@ -817,9 +819,12 @@ int main(int argc, char** argv) {
                    "A CAN channel's bit rate, e.g. \"CAN #1=500k\": its load from its frames "
                    "where the trace has no load records; repeatable")
       ->allow_extra_args(false);
-  reportCmd->add_option("--id", reportArgs.ids, "Only this record kind (name or number); repeatable")
+  reportCmd
+      ->add_option("--id", reportArgs.ids, "Only this record kind (name or number); repeatable")
       ->allow_extra_args(false);
-  reportCmd->add_option("--channel", reportArgs.channels, "Only this channel, e.g. \"CAN #1\"; repeatable")
+  reportCmd
+      ->add_option("--channel", reportArgs.channels,
+                   "Only this channel, e.g. \"CAN #1\"; repeatable")
       ->allow_extra_args(false);
   reportCmd->add_option("--from", reportArgs.from,
                         "From this time: YYYY-MM-DD HH:MM:SS[.ffffff] UTC, or µs");

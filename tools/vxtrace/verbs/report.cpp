@@ -1,3 +1,5 @@
+#include "Report.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,7 +10,6 @@
 #include <memory>
 #include <stdexcept>
 
-#include "Report.h"
 #include "vxtrace/ContainerMessage.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/TraceFileReader.h"
@@ -21,10 +22,14 @@ namespace {
 
 const char* framingText(TraceFileReader::framing_t f) {
   switch (f) {
-    case TraceFileReader::FRAMING_V1: return "V1 framing (55 AA markers)";
-    case TraceFileReader::FRAMING_V1_NOSYNC: return "V1 framing without markers";
-    case TraceFileReader::FRAMING_V2: return "V2 framing ('Z' markers)";
-    case TraceFileReader::FRAMING_V2_NOSYNC: return "V2 framing without markers";
+    case TraceFileReader::FRAMING_V1:
+      return "V1 framing (55 AA markers)";
+    case TraceFileReader::FRAMING_V1_NOSYNC:
+      return "V1 framing without markers";
+    case TraceFileReader::FRAMING_V2:
+      return "V2 framing ('Z' markers)";
+    case TraceFileReader::FRAMING_V2_NOSYNC:
+      return "V2 framing without markers";
   }
   return "unknown framing";
 }
@@ -72,9 +77,9 @@ int writeReport(const ReportJob& job, std::ostream& out) {
 
     TraceFileReader reader(fd);
     if (job.v2 || job.noSync) {
-      reader.setFraming(job.v2 ? (job.noSync ? TraceFileReader::FRAMING_V2_NOSYNC
-                                             : TraceFileReader::FRAMING_V2)
-                               : TraceFileReader::FRAMING_V1_NOSYNC);
+      reader.setFraming(
+          job.v2 ? (job.noSync ? TraceFileReader::FRAMING_V2_NOSYNC : TraceFileReader::FRAMING_V2)
+                 : TraceFileReader::FRAMING_V1_NOSYNC);
     } else {
       reader.setFraming(reader.probeFraming());
     }
@@ -90,11 +95,13 @@ int writeReport(const ReportJob& job, std::ostream& out) {
     report.endFile(c);
     if (!c.clean()) {
       status = 1;
-      std::cerr << "vxtrace: " << name << ": " << c.skippedBytes + c.truncatedBytes << " bytes dropped: "
-                << c.undecodable << " undecodable frame" << (c.undecodable == 1 ? "" : "s") << ", "
-                << c.skippedBytes << " bytes of invalid data in " << c.skippedRuns << " run"
+      std::cerr << "vxtrace: " << name << ": " << c.skippedBytes + c.truncatedBytes
+                << " bytes dropped: " << c.undecodable << " undecodable frame"
+                << (c.undecodable == 1 ? "" : "s") << ", " << c.skippedBytes
+                << " bytes of invalid data in " << c.skippedRuns << " run"
                 << (c.skippedRuns == 1 ? "" : "s");
-      if (c.truncatedBytes) std::cerr << ", truncated last frame (" << c.truncatedBytes << " bytes)";
+      if (c.truncatedBytes)
+        std::cerr << ", truncated last frame (" << c.truncatedBytes << " bytes)";
       std::cerr << std::endl;
     }
   }
@@ -113,8 +120,7 @@ std::pair<std::string, uint64_t> bitRateOption(const std::string& text) {
     scale = unit == 'k' ? 1000 : 1000000;
     rate.pop_back();
   }
-  if (rate.empty() || rate.find_first_not_of("0123456789") != std::string::npos ||
-      rate.size() > 9)
+  if (rate.empty() || rate.find_first_not_of("0123456789") != std::string::npos || rate.size() > 9)
     throw std::invalid_argument("the rate is a whole number of bits per second (k and M allowed)");
   const uint64_t bps = std::stoull(rate) * scale;
   if (bps < 1000 || bps > 20000000)
@@ -122,8 +128,10 @@ std::pair<std::string, uint64_t> bitRateOption(const std::string& text) {
   // "CAN1", "can 1" and "CAN #1" name the same channel.
   std::string digits, bus;
   for (char c : label) {
-    if (std::isdigit(static_cast<unsigned char>(c))) digits.push_back(c);
-    else if (c != ' ' && c != '#') bus.push_back(c);
+    if (std::isdigit(static_cast<unsigned char>(c)))
+      digits.push_back(c);
+    else if (c != ' ' && c != '#')
+      bus.push_back(c);
   }
   if (bus.empty() || digits.empty())
     throw std::invalid_argument("the label names a channel, e.g. \"CAN #1\"");
