@@ -866,25 +866,23 @@ void HtmlReport::Impl::writeFrames(std::ostream& os) const {
       kWidth, y0 + 40, kWidth, y0 + 40);
   valueAxis(os, top, y0, h, "Frames per second");
   if (fr.any) timeAxis(os, fr.view, y0);
-  std::vector<double> below(fr.view.count, 0);
-  for (const auto& [c, index] : drawn) {
-    // A step outline along the top of this layer, then back along the top of the one below.
-    std::string upper, lower;
-    for (std::size_t i = 0; i < fr.view.count; ++i) {
-      const double x0 = fr.view.xBin(fr.view.first + i), x1 = fr.view.xBin(fr.view.first + i + 1);
-      const double y =
-          y0 - h * (below[i] + c->framesBin[fr.view.first + i]) / fr.view.binSeconds() / top;
-      upper += format(" %.1f,%.1f %.1f,%.1f", x0, y, x1, y);
-    }
-    for (std::size_t i = fr.view.count; i-- > 0;) {
-      const double x0 = fr.view.xBin(fr.view.first + i), x1 = fr.view.xBin(fr.view.first + i + 1);
-      const double y = y0 - h * below[i] / fr.view.binSeconds() / top;
-      lower += format(" %.1f,%.1f %.1f,%.1f", x1, y, x0, y);
-      below[i] += c->framesBin[fr.view.first + i];
-    }
-    os << "<polygon fill=\"" << colour(index) << "\" fill-opacity=\"0.85\" points=\""
-       << upper.substr(1) << lower << "\"><title>" << html(c->label) << ": " << c->frames
-       << " frames</title></polygon>\n";
+  // Each layer is drawn from the axis up to the sum of its own and the layers below it, the
+  // highest sum first, so that each band shows in its own colour and each outline is drawn once.
+  std::vector<std::vector<double>> tops;
+  std::vector<double> sumSoFar(fr.view.count, 0);
+  for (const auto& entry : drawn) {
+    for (std::size_t i = 0; i < fr.view.count; ++i)
+      sumSoFar[i] += entry.first->framesBin[fr.view.first + i];
+    tops.push_back(sumSoFar);
+  }
+  for (std::size_t layer = drawn.size(); layer-- > 0;) {
+    const auto& [c, index] = drawn[layer];
+    std::string d = format("M%.1f %.1f", fr.view.xBin(fr.view.first), y0);
+    for (std::size_t i = 0; i < fr.view.count; ++i)
+      d += format("V%.1fH%.1f", y0 - h * tops[layer][i] / fr.view.binSeconds() / top,
+                  fr.view.xBin(fr.view.first + i + 1));
+    os << "<path fill=\"" << colour(index) << "\" d=\"" << d << "V" << format("%.1f", y0)
+       << "Z\"><title>" << html(c->label) << ": " << c->frames << " frames</title></path>\n";
   }
   if (drawn.empty())
     os << format("<text x=\"%.0f\" y=\"%.0f\" class=\"at\">", kLeft + kPlotWidth / 2, y0 - h / 2)

@@ -811,7 +811,7 @@ int main(int argc, char** argv) {
       ->required();
   reportArgs.read.add(reportCmd);
   reportCmd->add_option("--bins", reportArgs.bins,
-                        "Columns of the time axis, 10 to 5000 (default 200)");
+                        "Columns of the time axis, 10 to 1000 (default 200)");
   reportCmd->add_option("--gap", reportArgs.gap,
                         "Seconds without records that make a gap on the time line (default 60)");
   reportCmd

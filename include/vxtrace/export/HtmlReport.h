@@ -22,7 +22,7 @@ namespace vxtrace {
 
 struct HtmlReportOptions {
   static constexpr unsigned kMinBins = 10;
-  static constexpr unsigned kMaxBins = 5000;
+  static constexpr unsigned kMaxBins = 1000;  // more than a chart has pixels
   unsigned bins = 200;  // kMinBins..kMaxBins, else the constructor throws std::invalid_argument
   // A step forward in time longer than this (microseconds) between neighbouring records of a
   // file is a gap on the time line.
