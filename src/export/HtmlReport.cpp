@@ -543,7 +543,8 @@ struct HtmlReport::Impl {
     }
     Identifier& id = it->second;
     ++id.frames;
-    if (f.timeUs >= id.last) {
+    // A step back in time, or a gap in the recording, is no period.
+    if (f.timeUs >= id.last && f.timeUs - id.last <= options.gapUs) {
       const double interval = static_cast<double>(f.timeUs - id.last);
       id.period.add(interval);
       ++id.intervals;
@@ -989,7 +990,8 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
   const Frame fr = frame();
   os << "<h2>Top identifiers per CAN channel</h2>\n";
   os << "<p class=\"note\">Period: the median interval between frames of one identifier "
-        "(a running P-square estimate); jitter: the standard deviation of the intervals.</p>\n";
+        "(a running P-square estimate); jitter: the standard deviation of the intervals; intervals "
+        "across a gap do not count.</p>\n";
   // Rows grouped by CAN channel, the largest counts first; keeps topIdentifiers per channel.
   std::map<unsigned, std::vector<std::pair<uint64_t, const Identifier*>>> byChannel;
   for (const auto& [key, id] : identifiers)

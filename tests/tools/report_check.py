@@ -118,6 +118,10 @@ def main():
 
     check(stats["garbage_runs"] == 7, "spliced 7 runs, stats saw %d" % stats["garbage_runs"])
     check(re.search(r'data-key="gaps">1<', html), "not one gap")
+    # 0x0C9 on CAN #1 is sent every 10 ms; the gap is no period.
+    period = re.search(r"<td>0x0C9</td>.*?<td class=\"n\">([\d.]+) ms</td>", html)
+    check(period and 9.8 < float(period.group(1)) < 10.2, "period of 0x0C9: %s"
+          % (period and period.group(1)))
 
     if CHROME is None:
         if os.environ.get("CI"):
