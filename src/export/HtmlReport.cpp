@@ -23,6 +23,7 @@
 #include "vxtrace/MessageIds.h"
 #include "vxtrace/io/CanFrame.h"
 #include "vxtrace/io/Channel.h"
+#include "vxtrace/io/Stats.h"
 
 namespace vxtrace {
 
@@ -195,8 +196,7 @@ struct Identifier {
 // One channel label: its counts, and its rows of the binned time axis.
 struct Channel {
   std::string label;
-  uint64_t records = 0;  // every record carrying this label, as `stats` counts them
-  uint64_t frames = 0;   // bus records
+  uint64_t frames = 0;  // bus records
   uint64_t errorFrames = 0;
   int canChannel = -1;      // the logger's zero-based CAN channel, for CAN labels
   bool loggerLoad = false;  // the logger reported its load in percent
@@ -208,7 +208,8 @@ struct FileInfo {
   std::string name, framing;
   uint64_t size = 0;
   TraceFileReader::counts_t counts;
-  uint64_t records = 0, contained = 0, gaps = 0, backwards = 0, implausible = 0;
+  Stats stats;  // the page's counts are those of `stats`, by the same code
+  uint64_t gaps = 0, backwards = 0, implausible = 0;
   bool ended = false;
 };
 
@@ -277,10 +278,8 @@ struct HtmlReport::Impl {
   uint64_t gapCount = 0;
 
   std::unordered_map<uint64_t, Identifier> identifiers;  // (CAN channel, extended, id)
-  std::map<uint16_t, uint64_t> kinds;
 
   std::vector<FileInfo> files;
-  uint64_t timed = 0, first = 0, last = 0;  // every record's time, as `stats` takes it
   // Per file: neighbour times for gaps and steps back, and where losses go.
   uint64_t previous = 0, latest = 0;
   bool havePrevious = false;
@@ -387,10 +386,7 @@ struct HtmlReport::Impl {
     if (record.msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(&record)) return;
     FileInfo& f = file();
     const uint64_t t = record.timeStamp;
-    (depth == 0 ? f.records : f.contained) += 1;
-    ++kinds[static_cast<uint16_t>(record.msgId)];
-    if (timed++ == 0 || t < first) first = t;
-    if (timed == 1 || t > last) last = t;
+    f.stats.add(record, depth > 0);
 
     const uint64_t source = record.getSourceChannelID();
     std::size_t index;
@@ -406,7 +402,6 @@ struct HtmlReport::Impl {
       }
     }
     Channel& c = channels[index];
-    ++c.records;
     const bool container = record.msgId == MSGID_CONTAINER &&
                            dynamic_cast<const ContainerMessage*>(&record) != nullptr;
     if (!plausible(t)) {
@@ -566,6 +561,7 @@ struct HtmlReport::Impl {
   void endFile(const TraceFileReader::counts_t& counts) {
     FileInfo& f = file();
     f.counts = counts;
+    f.stats.setReaderCounts(counts);
     f.ended = true;
     uint64_t at = 0;
     if (pendingLosses && anchor(at)) lossBin[bin(at)] += static_cast<double>(pendingLosses);
@@ -591,13 +587,15 @@ struct HtmlReport::Impl {
     return fr;
   }
 
+  // Every file's counts together.
+  Stats total() const;
   void write(std::ostream& os) const;
-  void writeHeader(std::ostream& os) const;
+  void writeHeader(std::ostream& os, const Stats& all) const;
   void writeLoad(std::ostream& os) const;
   void writeFrames(std::ostream& os) const;
   void writeEvents(std::ostream& os) const;
   void writeIdentifiers(std::ostream& os) const;
-  void writeKinds(std::ostream& os) const;
+  void writeKinds(std::ostream& os, const Stats& all) const;
 };
 
 // ---- drawing --------------------------------------------------------------------------------
@@ -691,32 +689,31 @@ void HtmlReport::Impl::write(std::ostream& os) const {
         ".note{font-size:13px;color:#555}.cols{display:flex;flex-wrap:wrap;column-gap:40px}\n"
         "</style></head><body>\n<h1>"
      << html(options.title) << "</h1>\n";
-  writeHeader(os);
+  const Stats all = total();
+  writeHeader(os, all);
   writeLoad(os);
   writeFrames(os);
   writeEvents(os);
   writeIdentifiers(os);
-  writeKinds(os);
+  writeKinds(os, all);
   os << "</body></html>\n";
 }
 
-void HtmlReport::Impl::writeHeader(std::ostream& os) const {
-  TraceFileReader::counts_t total;
-  uint64_t records = 0, contained = 0, backwards = 0, implausible = 0;
+Stats HtmlReport::Impl::total() const {
+  Stats all;
+  for (const FileInfo& f : files) all.merge(f.stats);
+  return all;
+}
+
+void HtmlReport::Impl::writeHeader(std::ostream& os, const Stats& all) const {
+  uint64_t backwards = 0, implausible = 0;
   os << "<h2>Files</h2>\n<table id=\"files\"><tr><th>File</th><th>Bytes</th><th>Framing</th>"
         "<th>Records</th><th>Lost bytes</th></tr>\n";
   for (const FileInfo& f : files) {
     const auto& c = f.counts;
     os << "<tr><td>" << html(f.name) << "</td><td class=\"n\">" << c.bytesRead << "</td><td>"
-       << html(f.framing) << "</td><td class=\"n\">" << f.records << "</td><td class=\"n\">"
+       << html(f.framing) << "</td><td class=\"n\">" << f.stats.records() << "</td><td class=\"n\">"
        << c.skippedBytes + c.truncatedBytes << "</td></tr>\n";
-    total.bytesRead += c.bytesRead;
-    total.skippedBytes += c.skippedBytes;
-    total.skippedRuns += c.skippedRuns;
-    total.undecodable += c.undecodable;
-    total.truncatedBytes += c.truncatedBytes;
-    records += f.records;
-    contained += f.contained;
     backwards += f.backwards;
     implausible += f.implausible;
   }
@@ -725,19 +722,21 @@ void HtmlReport::Impl::writeHeader(std::ostream& os) const {
     os << "<tr><th>" << name << "</th><td data-key=\"" << key << "\">" << html(value)
        << "</td></tr>\n";
   };
-  row("records", "Records", std::to_string(records));
-  row("contained_records", "Records inside containers", std::to_string(contained));
-  if (timed) {
+  const TraceFileReader::counts_t& c = all.readerCounts();
+  row("records", "Records", std::to_string(all.records()));
+  row("contained_records", "Records inside containers", std::to_string(all.contained()));
+  if (all.firstTime()) {
+    const uint64_t first = *all.firstTime(), last = *all.lastTime();
     row("first_time", "First time (UTC)", utc(first));
     row("last_time", "Last time (UTC)", utc(last));
     row("first_local", "First time (local)", local(first));
     row("last_local", "Last time (local)", local(last));
-    row("duration_s", "Duration", format("%.6f", (last - first) / 1e6) + " s");
+    row("duration_s", "Duration", format("%.6f", all.durationSeconds()) + " s");
   }
-  row("garbage_bytes", "Invalid data skipped (bytes)", std::to_string(total.skippedBytes));
-  row("garbage_runs", "Invalid data runs", std::to_string(total.skippedRuns));
-  row("undecodable_frames", "Undecodable frames", std::to_string(total.undecodable));
-  row("truncated_bytes", "Truncated at end (bytes)", std::to_string(total.truncatedBytes));
+  row("garbage_bytes", "Invalid data skipped (bytes)", std::to_string(c.skippedBytes));
+  row("garbage_runs", "Invalid data runs", std::to_string(c.skippedRuns));
+  row("undecodable_frames", "Undecodable frames", std::to_string(c.undecodable));
+  row("truncated_bytes", "Truncated at end (bytes)", std::to_string(c.truncatedBytes));
   row("lost_records", "Lost-data records (messages lost)",
       std::to_string(lostRecords) + " (" + std::to_string(lostMessages) + ")");
   row("gaps", ("Gaps longer than " + seconds(options.gapUs / 1e6)).c_str(),
@@ -748,14 +747,11 @@ void HtmlReport::Impl::writeHeader(std::ostream& os) const {
 
   os << "<div><h2>Channels</h2>\n<table id=\"channels\"><tr><th>Channel</th><th>Records</th>"
         "<th>Error frames</th></tr>\n";
-  std::vector<const Channel*> sorted;
-  for (const Channel& c : channels)
-    if (c.records) sorted.push_back(&c);
-  std::sort(sorted.begin(), sorted.end(),
-            [](const Channel* a, const Channel* b) { return a->label < b->label; });
-  for (const Channel* c : sorted)
-    os << "<tr><td>" << html(c->label) << "</td><td class=\"n\" data-channel=\"" << html(c->label)
-       << "\">" << c->records << "</td><td class=\"n\">" << c->errorFrames << "</td></tr>\n";
+  std::map<std::string, uint64_t> errors;
+  for (const auto& [label, n] : all.errorFrames()) errors[label] += n;
+  for (const auto& [label, n] : all.byChannel())
+    os << "<tr><td>" << html(label) << "</td><td class=\"n\" data-channel=\"" << html(label)
+       << "\">" << n << "</td><td class=\"n\">" << errors[label] << "</td></tr>\n";
   os << "</table></div></div>\n";
 }
 
@@ -1042,9 +1038,9 @@ void HtmlReport::Impl::writeIdentifiers(std::ostream& os) const {
   if (!any) os << "<p class=\"note\">No CAN frames.</p>\n";
 }
 
-void HtmlReport::Impl::writeKinds(std::ostream& os) const {
+void HtmlReport::Impl::writeKinds(std::ostream& os, const Stats& all) const {
   os << "<h2>Record kinds</h2>\n";
-  std::vector<std::pair<uint16_t, uint64_t>> rows(kinds.begin(), kinds.end());
+  std::vector<std::pair<uint16_t, uint64_t>> rows(all.byKind().begin(), all.byKind().end());
   std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
     return a.second != b.second ? a.second > b.second : a.first < b.first;
   });
@@ -1104,13 +1100,13 @@ void HtmlReport::write(std::ostream& os) const { impl_->write(os); }
 
 uint64_t HtmlReport::records() const {
   uint64_t n = 0;
-  for (const FileInfo& f : impl_->files) n += f.records;
+  for (const FileInfo& f : impl_->files) n += f.stats.records();
   return n;
 }
 
 uint64_t HtmlReport::containedRecords() const {
   uint64_t n = 0;
-  for (const FileInfo& f : impl_->files) n += f.contained;
+  for (const FileInfo& f : impl_->files) n += f.stats.contained();
   return n;
 }
 

@@ -68,7 +68,7 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
       r = run({"stats", path(name), "--verbose"});
       EXPECT_EQ(r.status, 0) << r.err;
       EXPECT_EQ(r.err, "vxtrace: " + path(name) + ": " + (v2 ? "V2 framing" : "V1 framing") +
-                           (name == "t.vxt" ? (v2 ? " ('Z' markers)" : " (55 AA markers)")
+                           (std::string(name) == "t.vxt" ? (v2 ? " ('Z' markers)" : " (55 AA markers)")
                                             : " without markers") +
                            " (detected)\n");
       EXPECT_TRUE(Has(r.out, "Records:               2500\n"));

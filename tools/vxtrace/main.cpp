@@ -237,22 +237,6 @@ bool isInvalid(const MessageBase& msg) {
   return msg.msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(&msg) != nullptr;
 }
 
-// Calls fn for msg and, when it is a container, for every record inside it (depth first, in
-// order); stops and returns false as soon as fn does. A block that cannot be read is reported on
-// standard error by the library and yields the records decoded before the fault.
-bool forEachRecord(const MessageBase& msg, bool expand,
-                   const std::function<bool(const MessageBase&)>& fn) {
-  if (!fn(msg)) return false;
-  auto* container = expand ? dynamic_cast<const ContainerMessage*>(&msg) : nullptr;
-  if (container == nullptr) return true;
-  container->messages.clear();
-  container->decompress(container->numOfMsg, container->data.data(),
-                        static_cast<unsigned int>(container->data.size()));
-  for (const auto& inner : container->messages)
-    if (!forEachRecord(*inner, true, fn)) return false;
-  return true;
-}
-
 // Common options of the commands that read a trace.
 struct ReadFlags {
   bool v2 = false;
@@ -282,6 +266,7 @@ struct ReadFlags {
     o.showReports = !quiet;
     o.quiet = quiet;
     o.verbose = verbose;
+    o.decodeDiagnostics = registerDiag;
     return o;
   }
 };
@@ -348,6 +333,7 @@ int runDump(const DumpArgs& a) {
   ReadOptions options = a.read.options();
   options.invalidRecords = a.invalid;
   options.keepRawData = a.raw;
+  options.expandContainers = !a.noExpand;
   TraceReader reader(in.fd, in.name, options, &progress);
 
   uint64_t printed = 0;
@@ -392,8 +378,7 @@ int runDump(const DumpArgs& a) {
     whole = !(count && ++printed >= *count);
     return whole;
   };
-  const bool ok = reader.run(
-      [&](std::unique_ptr<MessageBase> msg) { return forEachRecord(*msg, !a.noExpand, show); });
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) { return show(*msg); });
   checkWrite(out);
   out.finish();
   progress.hide();
@@ -442,6 +427,7 @@ int runStats(const StatsArgs& a) {
   ReadOptions options = a.read.options();
   options.invalidRecords = true;  // counted here, reported in the summary
   options.showReports = false;
+  options.expandContainers = true;
   TraceReader reader(in.fd, in.name, options, &progress);
 
   std::map<uint16_t, uint64_t> perId;
@@ -449,18 +435,15 @@ int runStats(const StatsArgs& a) {
   std::map<std::pair<uint64_t, std::string>, uint64_t> perChannel;
   uint64_t timed = 0, contained = 0;
   unsigned long long first = 0, last = 0;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> frame) {
-    if (isInvalid(*frame)) return true;
+  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+    if (reader.depth() == 0 && isInvalid(*msg)) return true;
     // Records inside containers count by their own identifier and channel, beside the container.
-    return forEachRecord(*frame, true, [&](const MessageBase& rec) {
-      const MessageBase* msg = &rec;
-      if (msg != frame.get()) ++contained;
-      ++perId[msg->msgId];
-      ++perChannel[{msg->getSourceChannelID(), msg->getSourceChannel()}];
-      if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
-      if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
-      return true;
-    });
+    if (reader.depth() > 0) ++contained;
+    ++perId[msg->msgId];
+    ++perChannel[{msg->getSourceChannelID(), msg->getSourceChannel()}];
+    if (timed++ == 0 || msg->timeStamp < first) first = msg->timeStamp;
+    if (timed == 1 || msg->timeStamp > last) last = msg->timeStamp;
+    return true;
   });
   progress.hide();
   if (!ok) throw Failure{reader.error()};
@@ -637,13 +620,13 @@ int runConvert(const ConvertArgs& a) {
   Input in(a.file);
   Output out(a.out, &in);
   Progress progress(Progress::wanted(a.out == "-"), in.size, "B");
-  TraceReader reader(in.fd, in.name, a.read.options(), &progress);
+  ReadOptions options = a.read.options();
+  options.expandContainers = true;
+  TraceReader reader(in.fd, in.name, options, &progress);
   CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
   const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    return forEachRecord(*msg, true, [&](const MessageBase& rec) {
-      exporter.add(rec);
-      return !std::ferror(out.file);
-    });
+    exporter.add(*msg);
+    return !std::ferror(out.file);
   });
   checkWrite(out);
   progress.hide();
@@ -677,6 +660,7 @@ int runReport(const ReportArgs& a) {
   job.inputs = a.files;
   job.v2 = a.read.v2;
   job.noSync = a.read.noSync;
+  job.decodeDiagnostics = a.read.registerDiag;
   job.bins =
       static_cast<unsigned>(numberOption("--bins", a.bins, vxtrace::HtmlReportOptions::kMaxBins));
   if (job.bins < vxtrace::HtmlReportOptions::kMinBins)
@@ -732,7 +716,6 @@ int runReport(const ReportArgs& a) {
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
-  MessageBase::registerMessages();
 
   CLI::App app{"Reads, summarises, generates and converts vxtrace trace files."};
   app.name("vxtrace");
@@ -848,14 +831,6 @@ int main(int argc, char** argv) {
       if (c == '\n') c = ' ';
     std::cerr << "vxtrace: " << text << " (see vxtrace --help)" << std::endl;
     return kExitFailure;
-  }
-
-  if (dump.read.registerDiag || stats.read.registerDiag || convert.read.registerDiag ||
-      reportArgs.read.registerDiag) {
-    MessageBase::registerMessage(MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray);
-    MessageBase::registerMessage(MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray);
-    MessageBase::registerMessage(MSGID_UDS_REQUEST, UDSRequest::readFromByteArray);
-    MessageBase::registerMessage(MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray);
   }
 
   try {

@@ -15,6 +15,7 @@ namespace vxtrace::cli {
 struct ReportJob {
   std::vector<std::string> inputs;  // paths; "-" is standard input
   bool v2 = false, noSync = false;  // a framing given; otherwise each input's is detected
+  bool decodeDiagnostics = false;   // KWP2000 and UDS records decoded
   unsigned bins = 200;
   uint64_t gapUs = 60000000;
   std::map<std::string, uint64_t> bitRates;  // bits per second by channel label
@@ -24,7 +25,8 @@ struct ReportJob {
 
 // Reads every input to its end and writes the page to out. Returns the exit status: 0, or 1
 // when an input had losses (each such input gets the tool's one-line loss summary on standard
-// error). Throws std::runtime_error with a one-line reason on an input that cannot be read.
+// error). Throws std::runtime_error (std::system_error from the source) with a one-line reason
+// on an input that cannot be read.
 int writeReport(const ReportJob& job, std::ostream& out);
 
 // "LABEL=RATE" as --bit-rate takes it ("CAN #1=500000", "CAN1=500k"); throws

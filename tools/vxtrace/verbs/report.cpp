@@ -1,7 +1,5 @@
 #include "Report.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,45 +8,11 @@
 #include <memory>
 #include <stdexcept>
 
-#include "vxtrace/ContainerMessage.h"
-#include "vxtrace/InvalidMessage.h"
-#include "vxtrace/TraceFileReader.h"
 #include "vxtrace/export/HtmlReport.h"
-#include "vxtrace/io/Diagnostics.h"
+#include "vxtrace/io/Reader.h"
+#include "vxtrace/io/Source.h"
 
 namespace vxtrace::cli {
-
-namespace {
-
-const char* framingText(TraceFileReader::framing_t f) {
-  switch (f) {
-    case TraceFileReader::FRAMING_V1:
-      return "V1 framing (55 AA markers)";
-    case TraceFileReader::FRAMING_V1_NOSYNC:
-      return "V1 framing without markers";
-    case TraceFileReader::FRAMING_V2:
-      return "V2 framing ('Z' markers)";
-    case TraceFileReader::FRAMING_V2_NOSYNC:
-      return "V2 framing without markers";
-  }
-  return "unknown framing";
-}
-
-// The record, then the records inside it when it is a container, depth first.
-void feed(HtmlReport& report, const MessageBase& msg, uint64_t offset, unsigned depth,
-          const ReportJob& job) {
-  if (!job.keep || job.keep(msg)) report.add(msg, offset, depth);
-  auto* container =
-      msg.msgId == MSGID_CONTAINER ? dynamic_cast<const ContainerMessage*>(&msg) : nullptr;
-  if (container == nullptr) return;
-  container->messages.clear();
-  container->decompress(container->numOfMsg, container->data.data(),
-                        static_cast<unsigned int>(container->data.size()));
-  for (const auto& inner : container->messages) feed(report, *inner, offset, depth + 1, job);
-  container->messages.clear();
-}
-
-}  // namespace
 
 int writeReport(const ReportJob& job, std::ostream& out) {
   HtmlReportOptions options;
@@ -56,42 +20,30 @@ int writeReport(const ReportJob& job, std::ostream& out) {
   options.gapUs = job.gapUs;
   options.bitRates = job.bitRates;
   HtmlReport report(options);
-  // The decoders' own lines about odd records would interleave with nothing useful here: the
-  // losses are on the page and in the summary line.
-  DiagnosticSink quiet([](DiagnosticLevel, const std::string&) {});
   int status = 0;
   for (const std::string& path : job.inputs) {
     const bool stdinput = path == "-";
-    const std::string name = stdinput ? "standard input" : path;
-    const int fd = stdinput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) throw std::runtime_error("cannot open '" + path + "': " + std::strerror(errno));
-    struct Closer {
-      int fd;
-      ~Closer() {
-        if (fd > STDIN_FILENO) ::close(fd);
-      }
-    } closer{fd};
-    struct stat st;
-    const uint64_t size =
-        fstat(fd, &st) == 0 && S_ISREG(st.st_mode) ? static_cast<uint64_t>(st.st_size) : 0;
-
-    TraceFileReader reader(fd);
-    if (job.v2 || job.noSync) {
-      reader.setFraming(
-          job.v2 ? (job.noSync ? TraceFileReader::FRAMING_V2_NOSYNC : TraceFileReader::FRAMING_V2)
-                 : TraceFileReader::FRAMING_V1_NOSYNC);
-    } else {
-      reader.setFraming(reader.probeFraming());
-    }
-    report.beginFile(name, framingText(reader.framing()), size);
-    reader.setLossHandler([&](const TraceFileReader::loss_t& loss) { report.addLoss(loss); });
-    while (std::unique_ptr<MessageBase> msg{reader.next()}) {
-      if (msg->msgId == MSGID_INVALID && dynamic_cast<const InvalidMessage*>(msg.get())) continue;
-      feed(report, *msg, reader.recordOffset(), 0, job);
-    }
+    Source source =
+        stdinput ? Source::descriptor(STDIN_FILENO, "standard input") : Source::file(path);
+    const std::string name = source.name();
+    const uint64_t size = source.size().value_or(0);
+    ReadPolicy policy;
+    policy.expandContainers = true;
+    policy.decodeDiagnostics = job.decodeDiagnostics;
+    if (job.v2 || job.noSync)
+      policy.framing =
+          job.v2 ? (job.noSync ? Framing::V2NoMarker : Framing::V2) : Framing::V1NoMarker;
+    Reader reader(std::move(source), policy);
+    // The decoders' own lines about odd records are not the page's business: the losses are on
+    // the page and in the summary line.
+    reader.setDiagnosticHandler([](uint64_t, DiagnosticLevel, const std::string&) {});
+    reader.setLossHandler([&](const Reader::Loss& loss) { report.addLoss(loss); });
+    report.beginFile(name, framingName(reader.framing()), size);
+    while (std::unique_ptr<MessageBase> msg = reader.next())
+      if (!job.keep || job.keep(*msg)) report.add(*msg, reader.recordOffset(), reader.depth());
     if (reader.error() != 0)
       throw std::runtime_error("cannot read '" + name + "': " + std::strerror(reader.error()));
-    const TraceFileReader::counts_t& c = reader.counts();
+    const Reader::Counts& c = reader.counts();
     report.endFile(c);
     if (!c.clean()) {
       status = 1;
