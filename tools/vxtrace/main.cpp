@@ -24,10 +24,12 @@
 #include "Progress.h"
 #include "TraceGenerator.h"
 #include "TraceReader.h"
+#include "verbs/Report.h"
 #include "util/Hex.h"
 #include "vxtrace/export/Exporter.h"
 #include "vxtrace/io/Channel.h"
 #include "vxtrace/vxtrace.h"
+#include "vxtrace/export/HtmlReport.h"
 
 using namespace vxtrace::cli;
 
@@ -653,6 +655,79 @@ int runConvert(const ConvertArgs& a) {
   return finishRead(reader, in.name);
 }
 
+// ---- report ----------------------------------------------------------------------------------
+// Until the verb table lands, the verb's options are read here and its body is in
+// verbs/report.cpp.
+
+struct ReportArgs {
+  std::vector<std::string> files;
+  std::string out;
+  ReadFlags read;
+  std::string bins = "200";
+  std::string gap = "60";
+  std::vector<std::string> bitRates;
+  std::vector<std::string> ids;
+  std::vector<std::string> channels;
+  std::string from, to;
+};
+
+int runReport(const ReportArgs& a) {
+  ReportJob job;
+  job.inputs = a.files;
+  job.v2 = a.read.v2;
+  job.noSync = a.read.noSync;
+  job.decodeDiagnostics = a.read.registerDiag;
+  job.bins =
+      static_cast<unsigned>(numberOption("--bins", a.bins, vxtrace::HtmlReportOptions::kMaxBins));
+  if (job.bins < vxtrace::HtmlReportOptions::kMinBins)
+    throw Failure{"invalid value for --bins: " + inQuotes(a.bins) + " (from " +
+                  std::to_string(vxtrace::HtmlReportOptions::kMinBins) + " to " +
+                  std::to_string(vxtrace::HtmlReportOptions::kMaxBins) + ")"};
+  // Whole seconds up to a year.
+  job.gapUs = numberOption("--gap", a.gap, 366ULL * 86400) * 1000000ULL;
+  if (job.gapUs == 0) throw Failure{"invalid value for --gap: '0' (at least 1 second)"};
+  for (const auto& text : a.bitRates) {
+    try {
+      job.bitRates.insert(bitRateOption(text));
+    } catch (const std::invalid_argument& e) {
+      throw Failure{"invalid value for --bit-rate: " + inQuotes(text) + " (" + e.what() + ")"};
+    }
+  }
+  std::set<uint16_t> ids;
+  for (const auto& t : a.ids) ids.insert(idOption(t));
+  std::set<std::string> channels;
+  for (const auto& t : a.channels) channels.insert(labelKey(t));
+  std::optional<unsigned long long> from, to;
+  if (!a.from.empty()) from = timeOption("--from", a.from);
+  if (!a.to.empty()) to = timeOption("--to", a.to);
+  if (!ids.empty() || !channels.empty() || from || to)
+    job.keep = [=](const MessageBase& msg) {
+      return (ids.empty() || ids.count(static_cast<uint16_t>(msg.msgId))) &&
+             (channels.empty() || channels.count(labelKey(vxtrace::channelLabel(msg)))) &&
+             (!from || msg.timeStamp >= *from) && (!to || msg.timeStamp <= *to);
+    };
+  struct stat outStat, inStat;
+  if (::stat(a.out.c_str(), &outStat) == 0)
+    for (const auto& file : a.files)
+      if (file != "-" && ::stat(file.c_str(), &inStat) == 0 && outStat.st_dev == inStat.st_dev &&
+          outStat.st_ino == inStat.st_ino)
+        throw Failure{"output " + inQuotes(a.out) + " is the input " + inQuotes(file) +
+                      ": refusing to overwrite it"};
+  std::ostringstream page;
+  int status;
+  try {
+    status = writeReport(job, page);
+  } catch (const std::runtime_error& e) {
+    throw Failure{e.what()};
+  }
+  Output out(a.out);
+  const std::string text = page.str();
+  std::fwrite(text.data(), 1, text.size(), out.file);
+  checkWrite(out);
+  out.finish();
+  return status;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -729,12 +804,40 @@ int main(int argc, char** argv) {
   recoverCmd->add_option("-o,--output", recover.out, "Output file or '-'")->required();
   recover.read.add(recoverCmd);
 
+  ReportArgs reportArgs;
+  CLI::App* reportCmd =
+      app.add_subcommand("report", "The trace as pictures: one self-contained HTML page");
+  reportCmd->add_option("files", reportArgs.files, "Trace files, or '-' for standard input")
+      ->required();
+  reportCmd->add_option("-o,--output", reportArgs.out, "The HTML file to write, or '-'")
+      ->required();
+  reportArgs.read.add(reportCmd);
+  reportCmd->add_option("--bins", reportArgs.bins,
+                        "Columns of the time axis, 10 to 1000 (default 200)");
+  reportCmd->add_option("--gap", reportArgs.gap,
+                        "Seconds without records that make a gap on the time line (default 60)");
+  reportCmd
+      ->add_option("--bit-rate", reportArgs.bitRates,
+                   "A CAN channel's bit rate, e.g. \"CAN #1=500k\": its load from its frames "
+                   "where the trace has no load records; repeatable")
+      ->allow_extra_args(false);
+  reportCmd
+      ->add_option("--id", reportArgs.ids, "Only this record kind (name or number); repeatable")
+      ->allow_extra_args(false);
+  reportCmd
+      ->add_option("--channel", reportArgs.channels,
+                   "Only this channel, e.g. \"CAN #1\"; repeatable")
+      ->allow_extra_args(false);
+  reportCmd->add_option("--from", reportArgs.from,
+                        "From this time: YYYY-MM-DD HH:MM:SS[.ffffff] UTC, or µs");
+  reportCmd->add_option("--to", reportArgs.to, "Up to this time (inclusive), as --from");
+
   if (argc > 1 && argv[1][0] != '-') {
     bool known = false;
     for (const CLI::App* verb : app.get_subcommands({})) known |= verb->get_name() == argv[1];
     if (!known) {
       std::cerr << "vxtrace: unknown verb " << inQuotes(argv[1])
-                << " (dump, stats, gen, convert, recover, help)" << std::endl;
+                << " (dump, stats, gen, convert, recover, report, help)" << std::endl;
       return kExitFailure;
     }
   }
@@ -755,17 +858,18 @@ int main(int argc, char** argv) {
     if (*genCmd) return runGen(gen);
     if (*convertCmd) return runConvert(convert);
     if (*recoverCmd) return runRecover(recover);
+    if (*reportCmd) return runReport(reportArgs);
     if (*helpCmd) {
       if (helpVerb.empty()) {
         std::cout << app.help();
         return kExitOk;
       }
-      for (CLI::App* verb : {dumpCmd, statsCmd, genCmd, convertCmd, recoverCmd})
+      for (CLI::App* verb : {dumpCmd, statsCmd, genCmd, convertCmd, recoverCmd, reportCmd})
         if (verb->get_name() == helpVerb) {
           std::cout << verb->help();
           return kExitOk;
         }
-      throw Failure{"no verb " + inQuotes(helpVerb) + " (dump, stats, gen, convert, recover)"};
+      throw Failure{"no verb " + inQuotes(helpVerb) + " (dump, stats, gen, convert, recover, report)"};
     }
   } catch (const Failure& f) {
     std::cerr << "vxtrace: " << f.message << std::endl;
