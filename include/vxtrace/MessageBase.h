@@ -69,7 +69,9 @@ class VXTRACE_API MessageBase {
   uint32_t getSourceWord() const { return sourceWord; }
 
   // The decoder: data starts at the size field. Returns a new record owned by the caller, an
-  // InvalidMessage or null for an undecodable frame (see invalidHandling).
+  // InvalidMessage or null for an undecodable frame (see invalidHandling). While a
+  // vxtrace::Reader decodes on the calling thread, its ReadPolicy stands in for invalidHandling
+  // and the registry.
   static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);
   // First registration wins; a null creator removes the entry.
   static bool registerMessage(msgid_t id, creator_t creator);

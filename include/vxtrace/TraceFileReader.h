@@ -111,7 +111,8 @@ class VXTRACE_API TraceFileReader {
 
  private:
   friend struct vxtrace::detail::TraceFileReaderAccess;
-  TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input, framing_t framing);
+  VXTRACE_LOCAL TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input,
+                                framing_t framing);
   void releaseHeld(uint64_t offset);
 
   // At least need bytes from pos_, or false at the end of the input.
