@@ -1,10 +1,9 @@
 // The identifier table's creators, one line per identifier in table order. Rows whose class
 // does not exist yet are absent: the decoder treats them as unknown identifiers.
-#include "vxtrace/vxtrace.h"
-
 #include <unordered_map>
 
 #include "core/DecodePolicy.h"
+#include "vxtrace/vxtrace.h"
 
 namespace {
 

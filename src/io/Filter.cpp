@@ -28,7 +28,8 @@ std::string upper(std::string s) {
 
 // Hexadecimal digits after an optional "0x"; false for anything else or more than 8 digits.
 bool parseHex(const std::string& text, uint32_t& value, std::size_t& digits) {
-  std::size_t from = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') ? 2 : 0;
+  std::size_t from =
+      text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') ? 2 : 0;
   digits = text.size() - from;
   if (digits == 0 || digits > 8 ||
       text.find_first_not_of("0123456789abcdefABCDEF", from) != std::string::npos)
@@ -60,7 +61,8 @@ std::string channelKey(const std::string& text, bool typed) {
   std::string key;
   for (char c : name)
     if (c != ' ') key.push_back(static_cast<char>(std::toupper(static_cast<unsigned char>(c))));
-  if (!number.empty()) key += "#" + number.substr(std::min(number.find_first_not_of('0'), number.size() - 1));
+  if (!number.empty())
+    key += "#" + number.substr(std::min(number.find_first_not_of('0'), number.size() - 1));
   return key;
 }
 

@@ -16,10 +16,14 @@ using detail::TraceFileReaderAccess;
 
 const char* framingName(Framing framing) {
   switch (framing) {
-    case Framing::V1: return "V1 framing (55 AA markers)";
-    case Framing::V1NoMarker: return "V1 framing without markers";
-    case Framing::V2: return "V2 framing ('Z' markers)";
-    case Framing::V2NoMarker: return "V2 framing without markers";
+    case Framing::V1:
+      return "V1 framing (55 AA markers)";
+    case Framing::V1NoMarker:
+      return "V1 framing without markers";
+    case Framing::V2:
+      return "V2 framing ('Z' markers)";
+    case Framing::V2NoMarker:
+      return "V2 framing without markers";
   }
   return "unknown framing";
 }
@@ -59,7 +63,8 @@ struct Reader::Impl {
   Impl(Source s, ReadPolicy p) : source(std::move(s)), policy(std::move(p)) {
     decode.invalidRecords = policy.invalidRecords;
     decode.diagnostics = policy.decodeDiagnostics;
-    const auto framing = static_cast<TraceFileReader::framing_t>(policy.framing.value_or(Framing::V1));
+    const auto framing =
+        static_cast<TraceFileReader::framing_t>(policy.framing.value_or(Framing::V1));
     reader = TraceFileReaderAccess::make(
         source.kind() == Source::Kind::Memory
             ? detail::memoryInput(source.data(), static_cast<std::size_t>(*source.size()))
@@ -134,14 +139,18 @@ Reader::~Reader() = default;
 Reader::Reader(Reader&& other) noexcept = default;
 Reader& Reader::operator=(Reader&& other) noexcept = default;
 
-void Reader::setLossHandler(LossHandler handler) { impl_->reader->setLossHandler(std::move(handler)); }
+void Reader::setLossHandler(LossHandler handler) {
+  impl_->reader->setLossHandler(std::move(handler));
+}
 
 void Reader::setDiagnosticHandler(DiagnosticHandler handler) {
   impl_->onDiagnostic = handler;
   TraceFileReaderAccess::setDiagnosticHandler(*impl_->reader, std::move(handler));
 }
 
-void Reader::setWaitHandler(WaitHandler handler) { impl_->reader->setWaitHandler(std::move(handler)); }
+void Reader::setWaitHandler(WaitHandler handler) {
+  impl_->reader->setWaitHandler(std::move(handler));
+}
 
 std::unique_ptr<MessageBase> Reader::next() {
   Impl& d = *impl_;

@@ -100,8 +100,8 @@ std::vector<std::pair<std::string, uint64_t>> Stats::byLabel(
   std::vector<std::pair<std::string, uint64_t>> rows;
   for (const auto& [key, n] : counts) {
     const std::string label = channelLabel(key.second);
-    auto same = std::find_if(rows.begin(), rows.end(),
-                             [&](const auto& row) { return row.first == label; });
+    auto same =
+        std::find_if(rows.begin(), rows.end(), [&](const auto& row) { return row.first == label; });
     if (same == rows.end())
       rows.emplace_back(label, n);
     else
@@ -110,7 +110,9 @@ std::vector<std::pair<std::string, uint64_t>> Stats::byLabel(
   return rows;
 }
 
-std::vector<std::pair<std::string, uint64_t>> Stats::byChannel() const { return byLabel(channels_); }
+std::vector<std::pair<std::string, uint64_t>> Stats::byChannel() const {
+  return byLabel(channels_);
+}
 
 std::vector<std::pair<std::string, uint64_t>> Stats::errorFrames() const {
   return byLabel(errorFrames_);
@@ -150,7 +152,8 @@ std::string Stats::toJson(const std::optional<std::string>& file) const {
      << ",\n  \"truncated_bytes\": " << counts_.truncatedBytes
      << ",\n  \"undecodable_frames\": " << counts_.undecodable;
   // "name": {rows}, one row a line.
-  auto object = [&](const char* name, const std::vector<std::pair<std::string, std::string>>& rows) {
+  auto object = [&](const char* name,
+                    const std::vector<std::pair<std::string, std::string>>& rows) {
     os << ",\n  \"" << name << "\": {";
     const char* sep = "\n";
     for (const auto& [key, value] : rows) {

@@ -106,8 +106,7 @@ std::unique_ptr<Input> memoryInput(const uint8_t* data, std::size_t length) {
 TraceFileReader::TraceFileReader(int fd, framing_t framing)
     : TraceFileReader(vxtrace::detail::descriptorInput(fd), framing) {}
 
-TraceFileReader::TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input,
-                                 framing_t framing)
+TraceFileReader::TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input, framing_t framing)
     : input_(std::move(input)),
       diag_(std::make_unique<vxtrace::detail::ReaderDiagnostics>()),
       framing_(framing),
@@ -225,7 +224,8 @@ std::size_t TraceFileReader::recordLength(std::size_t rel) const {
     case FRAMING_V1_NOSYNC: {
       // Without a marker only a known identifier makes a start plausible.
       const std::size_t size = loadBE16(p);
-      if (size < 12 || vxtrace::detail::findCreator(static_cast<msgid_t>(loadBE16(p + 2))) == nullptr)
+      if (size < 12 ||
+          vxtrace::detail::findCreator(static_cast<msgid_t>(loadBE16(p + 2))) == nullptr)
         return 0;
       return size + 2;
     }

@@ -75,7 +75,7 @@ void DiagnosticSink::flush() { collector_->flush(); }
 std::ostream& diagnosticStream(DiagnosticLevel level) {
   if (detail::current != nullptr) return detail::current->stream(level);
   return level == DiagnosticLevel::Error || level == DiagnosticLevel::Warning ? std::cerr
-                                                                               : std::cout;
+                                                                              : std::cout;
 }
 
 }  // namespace vxtrace

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "FuzzSupport.h"
@@ -24,12 +25,7 @@
 
 namespace {
 int initialInvalidHandling;
-
-struct Seen {
-  uint64_t offset;
-  int id;
-  bool operator==(const Seen& o) const { return offset == o.offset && id == o.id; }
-};
+using Seen = std::pair<uint64_t, int>;  // offset and identifier of a record
 
 void readWithReader(const uint8_t* data, std::size_t size, uint8_t control,
                     const std::vector<Seen>& reference) {
@@ -51,16 +47,16 @@ void readWithReader(const uint8_t* data, std::size_t size, uint8_t control,
       vxfuzz::fail("Reader: record out of order, beyond the input or too deep", msg.get());
     last = reader.recordOffset();
     (void)msg->toString();
-    if (reader.depth() == 0) seen.push_back(Seen{last, msg->msgId});
+    if (reader.depth() == 0) seen.emplace_back(last, msg->msgId);
   }
   if (MessageBase::invalidHandling != initialInvalidHandling)
     vxfuzz::fail("Reader changed invalidHandling", nullptr);
   if (!reader.notATrace().empty()) return;
   if (reader.counts().bytesRead != size) vxfuzz::fail("Reader: not every byte was read", nullptr);
-  if (!(control & 48) && !(seen == reference))
+  if (!(control & 48) && seen != reference)
     vxfuzz::fail("Reader and TraceFileReader disagree", nullptr);
 }
-}
+}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   vxfuzz::silenceStandardStreams();
@@ -93,14 +89,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
       for (std::size_t i = 0; i < loss.headLength; ++i)
         if (loss.offset + i >= size - 1 || loss.head[i] != input[1 + loss.offset + i])
           vxfuzz::fail("dump differs from the input", nullptr);
-      next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset : loss.offset + loss.length;
+      next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset
+                                                               : loss.offset + loss.length;
     });
     while (std::unique_ptr<MessageBase> msg{reader.next()}) {
       if (reader.recordOffset() < next || reader.recordOffset() >= size - 1)
         vxfuzz::fail("record out of order or beyond the input", msg.get());
       next = reader.recordOffset() + 1;
-      reference.push_back(Seen{reader.recordOffset(), msg->msgId});
-      if (msg->rawBytes.size() > size - 1) vxfuzz::fail("raw bytes longer than the input", msg.get());
+      reference.emplace_back(reader.recordOffset(), msg->msgId);
+      if (msg->rawBytes.size() > size - 1)
+        vxfuzz::fail("raw bytes longer than the input", msg.get());
       (void)msg->toString();
       std::unique_ptr<MessageBase> copy(msg->clone());
     }

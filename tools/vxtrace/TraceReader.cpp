@@ -15,10 +15,14 @@ namespace {
 
 const char* framingFlags(Framing f) {
   switch (f) {
-    case Framing::V1: return "no framing option";
-    case Framing::V1NoMarker: return "--no-sync";
-    case Framing::V2: return "--v2";
-    case Framing::V2NoMarker: return "--v2 --no-sync";
+    case Framing::V1:
+      return "no framing option";
+    case Framing::V1NoMarker:
+      return "--no-sync";
+    case Framing::V2:
+      return "--v2";
+    case Framing::V2NoMarker:
+      return "--v2 --no-sync";
   }
   return "";
 }
@@ -78,9 +82,8 @@ bool TraceReader::run(const Sink& sink) {
   // The lines of one step: the record's decode and whatever the sink's work made the library say.
   std::vector<std::string> lines;
   auto keep = [&lines](DiagnosticLevel, const std::string& line) { lines.push_back(line); };
-  reader.setDiagnosticHandler([&keep](uint64_t, DiagnosticLevel level, const std::string& line) {
-    keep(level, line);
-  });
+  reader.setDiagnosticHandler(
+      [&keep](uint64_t, DiagnosticLevel level, const std::string& line) { keep(level, line); });
   DiagnosticSink sinkLines(keep);
 
   const Framing framing = reader.framing();
