@@ -21,11 +21,11 @@
 #include <string>
 #include <vector>
 
-#include "CanExport.h"
 #include "Progress.h"
 #include "TraceGenerator.h"
 #include "TraceReader.h"
 #include "util/Hex.h"
+#include "vxtrace/export/Exporter.h"
 #include "vxtrace/io/Channel.h"
 #include "vxtrace/vxtrace.h"
 
@@ -621,19 +621,35 @@ int runConvert(const ConvertArgs& a) {
   ReadOptions options = a.read.options();
   options.expandContainers = true;
   TraceReader reader(in.fd, in.name, options, &progress);
-  CanExporter exporter(out.file, a.format == "pcapng" ? CanExporter::Pcapng : CanExporter::Candump);
+  vxtrace::FileSink sink(out.file);
+  std::unique_ptr<vxtrace::Exporter> exporter = vxtrace::makeExporter(a.format, sink);
+  if (!exporter) throw Failure{"unknown format " + inQuotes(a.format)};
   const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    exporter.add(*msg);
+    exporter->add(*msg);
     return !std::ferror(out.file);
   });
+  if (ok) exporter->finish();
   checkWrite(out);
   progress.hide();
   if (!ok) throw Failure{reader.error()};
   out.finish();
-  for (const auto& [reason, n] : exporter.skipped())
-    if (a.read.verbose)
-      std::cerr << "vxtrace: " << in.name << ": " << n << " record" << (n == 1 ? "" : "s")
-              << " not written to " << a.format << ": " << reason << std::endl;
+  if (!exporter->skipped().empty() && !a.read.quiet) {
+    // One line: per reason, the kinds left out and how many of each.
+    std::map<std::string, std::vector<std::pair<uint16_t, uint64_t>>> byReason;
+    for (const auto& [key, n] : exporter->skipped()) byReason[key.first].emplace_back(key.second, n);
+    std::ostringstream os;
+    os << in.name << ": " << exporter->written() << " records written to "
+       << a.format << "; left out:";
+    const char* sep = " ";
+    for (const auto& [reason, kinds] : byReason) {
+      os << sep << reason << " (";
+      for (std::size_t i = 0; i < kinds.size(); ++i)
+        os << (i ? ", " : "") << idName(kinds[i].first) << " " << kinds[i].second;
+      os << ")";
+      sep = "; ";
+    }
+    report(nullptr, os.str());
+  }
   return finishRead(reader, in.name);
 }
 
@@ -691,11 +707,14 @@ int main(int argc, char** argv) {
                    "A remote-control session (requests and responses) instead of a trace");
 
   ConvertArgs convert;
-  CLI::App* convertCmd = app.add_subcommand("convert", "CAN frames to candump log or pcapng");
+  std::string formats;
+  for (const auto& name : vxtrace::exportFormats()) formats += (formats.empty() ? "" : ", ") + name;
+  CLI::App* convertCmd = app.add_subcommand(
+      "convert", "Records to a format other tools read: " + formats);
   convertCmd->add_option("file", convert.file, "Trace file or '-'")->required();
-  convertCmd->add_option("--to", convert.format, "candump or pcapng")
+  convertCmd->add_option("--to", convert.format, formats)
       ->required()
-      ->check(CLI::IsMember({"candump", "pcapng"}));
+      ->check(CLI::IsMember(vxtrace::exportFormats()));
   convertCmd->add_option("-o,--output", convert.out, "Output file or '-'")->required();
   convert.read.add(convertCmd);
 
