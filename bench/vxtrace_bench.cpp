@@ -18,7 +18,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <ctime>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +36,10 @@
 #include "vxtrace/MessageIds.h"
 #include "vxtrace/TraceFileReader.h"
 #include "vxtrace/TraceMessageBuffer.h"
+#include "vxtrace/io/ParallelScan.h"
+#include "vxtrace/io/Reader.h"
 #include "vxtrace/io/Seek.h"
+#include "vxtrace/io/Stats.h"
 #include "vxtrace/io/TraceFileWriter.h"
 #ifdef VXTRACE_BENCH_WITH_GENERATOR
 #include "TraceGenerator.h"
@@ -42,24 +47,40 @@
 
 // ---- heap accounting: every operator new of the process, the library's included ------------
 namespace {
+// The parallel benchmarks allocate from several threads: while concurrent is set the counts
+// are kept with atomic adds and the peak is not followed. Relaxed loads and stores cost a
+// single thread no more than plain ones.
 struct HeapStats {
-  uint64_t allocations = 0;
-  int64_t live = 0;
-  int64_t peak = 0;
+  std::atomic<uint64_t> allocations{0};
+  std::atomic<int64_t> live{0};
+  std::atomic<int64_t> peak{0};
+  std::atomic<bool> concurrent{false};
 };
 HeapStats heap;
+
+void add(std::atomic<uint64_t>& a, uint64_t n, bool concurrent) {
+  if (concurrent) a.fetch_add(n, std::memory_order_relaxed);
+  else a.store(a.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
+}
+void add(std::atomic<int64_t>& a, int64_t n, bool concurrent) {
+  if (concurrent) a.fetch_add(n, std::memory_order_relaxed);
+  else a.store(a.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
+}
 
 void* countedAlloc(std::size_t n) {
   void* p = std::malloc(n == 0 ? 1 : n);
   if (p == nullptr) throw std::bad_alloc();
-  ++heap.allocations;
-  heap.live += static_cast<int64_t>(malloc_usable_size(p));
-  if (heap.live > heap.peak) heap.peak = heap.live;
+  const bool concurrent = heap.concurrent.load(std::memory_order_relaxed);
+  add(heap.allocations, 1, concurrent);
+  add(heap.live, static_cast<int64_t>(malloc_usable_size(p)), concurrent);
+  if (!concurrent && heap.live.load(std::memory_order_relaxed) > heap.peak.load(std::memory_order_relaxed))
+    heap.peak.store(heap.live.load(std::memory_order_relaxed), std::memory_order_relaxed);
   return p;
 }
 void countedFree(void* p) {
   if (p == nullptr) return;
-  heap.live -= static_cast<int64_t>(malloc_usable_size(p));
+  add(heap.live, -static_cast<int64_t>(malloc_usable_size(p)),
+      heap.concurrent.load(std::memory_order_relaxed));
   std::free(p);
 }
 }  // namespace
@@ -298,7 +319,7 @@ void decodeFromMemfd(benchmark::State& state, const std::vector<unsigned char>& 
                      std::size_t records) {
   MemFile file(bytes);
   const uint64_t allocs0 = heap.allocations;
-  heap.peak = heap.live;
+  heap.peak = heap.live.load();
   const int64_t base = heap.live;
   LoopClock clock;
   for (auto _ : state) {
@@ -501,6 +522,104 @@ void BM_SeekLastSecond(benchmark::State& state) {
   ::unlink(path.c_str());
 }
 BENCHMARK(BM_SeekLastSecond)->Unit(benchmark::kMillisecond)->UseRealTime();
+// ---- stats of a large trace on every core ----------------------------------------------------
+// The trace above repeated to 500 MiB (VXTRACE_BENCH_SCAN_MB chooses another size) in a memfd.
+// Stats as `vxtrace stats` counts them (containers expanded, undecodable frames as records),
+// by one Reader from the front, and by scanStats with 1 and 2 threads. Counters: "vs_reader"
+// (the rate divided by the one-reader rate of the run), "vs_1_thread", and "process_cpu_s", the
+// CPU time of all threads per iteration: on a machine busy with other work the wall-clock
+// ratio says little, while 1-thread CPU time over 2-thread CPU time, times two, bounds what two
+// idle cores give.
+class BigFile {
+ public:
+  BigFile() {
+    const char* mb = std::getenv("VXTRACE_BENCH_SCAN_MB");
+    const long n = mb != nullptr ? std::strtol(mb, nullptr, 10) : 0;
+    const std::size_t want = (n > 0 ? static_cast<std::size_t>(n) : 500u) << 20;
+    const Trace& t = trace();
+    fd_ = memfd_create("vxtrace-bench-scan", MFD_CLOEXEC);
+    if (fd_ < 0) throw std::runtime_error("memfd_create failed");
+    while (size_ < want) {
+      for (std::size_t done = 0; done < t.bytes.size();) {
+        const ssize_t w = ::write(fd_, t.bytes.data() + done, t.bytes.size() - done);
+        if (w <= 0) throw std::runtime_error("write to memfd failed");
+        done += static_cast<std::size_t>(w);
+      }
+      size_ += t.bytes.size();
+      records_ += t.records;
+    }
+  }
+  ~BigFile() { ::close(fd_); }
+  int fd() const { return fd_; }
+  std::size_t size() const { return size_; }
+  std::size_t records() const { return records_; }
+
+ private:
+  int fd_ = -1;
+  std::size_t size_ = 0, records_ = 0;
+};
+
+const BigFile& bigFile() {
+  static const BigFile f;
+  return f;
+}
+
+vxtrace::ReadPolicy statsPolicy() {
+  vxtrace::ReadPolicy p;
+  p.expandContainers = true;
+  p.invalidRecords = true;
+  return p;
+}
+
+double readerStatsRate = 0, oneThreadStatsRate = 0;
+
+double processCpuSeconds() {
+  timespec t{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+}
+
+void BM_StatsOneReader(benchmark::State& state) {
+  const BigFile& f = bigFile();
+  const double cpu0 = processCpuSeconds();
+  LoopClock clock;
+  for (auto _ : state) {
+    lseek(f.fd(), 0, SEEK_SET);
+    vxtrace::Reader r(vxtrace::Source::descriptor(f.fd()), statsPolicy());
+    vxtrace::Stats stats;
+    while (auto msg = r.next()) stats.add(*msg, r.depth() > 0);
+    stats.setReaderCounts(r.counts());
+    if (r.counts().records != f.records()) state.SkipWithError("wrong number of records");
+  }
+  readerStatsRate = static_cast<double>(state.iterations()) / clock.seconds();
+  setCounters(state, clock, f.size(), f.records(), 0);
+  state.counters["process_cpu_s"] = (processCpuSeconds() - cpu0) / static_cast<double>(state.iterations());
+}
+BENCHMARK(BM_StatsOneReader)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_StatsScan(benchmark::State& state) {
+  const BigFile& f = bigFile();
+  vxtrace::ScanOptions options;
+  options.threads = static_cast<unsigned>(state.range(0));
+  heap.concurrent = true;
+  const double cpu0 = processCpuSeconds();
+  LoopClock clock;
+  for (auto _ : state) {
+    vxtrace::ScanSummary summary;
+    const vxtrace::Stats stats =
+        vxtrace::scanStats(vxtrace::Source::descriptor(f.fd()), statsPolicy(), options, &summary);
+    if (stats.readerCounts().records != f.records()) state.SkipWithError("wrong number of records");
+    state.counters["parts"] = static_cast<double>(summary.parts);
+  }
+  const double rate = static_cast<double>(state.iterations()) / clock.seconds();
+  heap.concurrent = false;
+  if (options.threads == 1) oneThreadStatsRate = rate;
+  setCounters(state, clock, f.size(), f.records(), 0);
+  if (readerStatsRate > 0) state.counters["vs_reader"] = rate / readerStatsRate;
+  if (oneThreadStatsRate > 0) state.counters["vs_1_thread"] = rate / oneThreadStatsRate;
+  state.counters["process_cpu_s"] = (processCpuSeconds() - cpu0) / static_cast<double>(state.iterations());
+}
+BENCHMARK(BM_StatsScan)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 

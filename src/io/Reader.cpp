@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "core/DecodePolicy.h"
+#include "io/ReaderAccess.h"
 #include "stream/TraceFileReaderInternals.h"
 #include "vxtrace/ContainerMessage.h"
 
@@ -196,6 +197,21 @@ const std::string& Reader::notATrace() {
   impl_->probe();
   return impl_->notATrace;
 }
+
+namespace detail {
+
+void ReaderAccess::restart(Reader& r, std::unique_ptr<Input> input, uint64_t base, bool probing) {
+  Reader::Impl& d = *r.impl_;
+  const auto framing =
+      static_cast<TraceFileReader::framing_t>(d.policy.framing.value_or(Framing::V1));
+  d.reader = TraceFileReaderAccess::make(std::move(input), framing);
+  TraceFileReaderAccess::setBase(*d.reader, base);
+  d.reader->keepRawData = d.policy.keepRawData;
+  d.probed = !probing;
+  d.choice = FramingChoice::Given;
+}
+
+}  // namespace detail
 
 const ReadPolicy& Reader::policy() const { return impl_->policy; }
 const Source& Reader::source() const { return impl_->source; }

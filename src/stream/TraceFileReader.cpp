@@ -71,9 +71,29 @@ class MemoryInput : public vxtrace::detail::Input {
   std::size_t left_;
 };
 
+class FileInput : public vxtrace::detail::Input {
+ public:
+  FileInput(int fd, uint64_t offset) : fd_(fd), offset_(offset) {}
+  ssize_t read(uint8_t* into, std::size_t room) override {
+    const ssize_t n = ::pread(fd_, into, room, static_cast<off_t>(offset_));
+    if (n > 0) offset_ += static_cast<uint64_t>(n);
+    return n;
+  }
+  bool idle() override { return false; }
+  void wait() override {}
+
+ private:
+  int fd_;
+  uint64_t offset_;
+};
+
 }  // namespace
 
 namespace vxtrace::detail {
+
+std::unique_ptr<Input> fileInput(int fd, uint64_t offset) {
+  return std::make_unique<FileInput>(fd, offset);
+}
 
 std::unique_ptr<Input> descriptorInput(int fd) { return std::make_unique<DescriptorInput>(fd); }
 

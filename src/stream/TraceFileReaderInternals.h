@@ -31,6 +31,9 @@ class Input {
 std::unique_ptr<Input> descriptorInput(int fd);
 // The bytes stay the caller's.
 std::unique_ptr<Input> memoryInput(const uint8_t* data, std::size_t length);
+// Reads a regular file from offset on with pread, so that readers in several threads can share
+// one descriptor. The descriptor stays the caller's.
+std::unique_ptr<Input> fileInput(int fd, uint64_t offset);
 
 using OffsetLineHandler =
     std::function<void(uint64_t offset, DiagnosticLevel level, const std::string& line)>;
@@ -50,6 +53,8 @@ struct TraceFileReaderAccess {
                                                TraceFileReader::framing_t framing) {
     return std::unique_ptr<TraceFileReader>(new TraceFileReader(std::move(input), framing));
   }
+  // The stream offset of the input's first byte, before the first read.
+  static void setBase(TraceFileReader& r, uint64_t base) { r.base_ = base; }
   static void setDiagnosticHandler(TraceFileReader& r, OffsetLineHandler handler) {
     r.diag_->handler = std::move(handler);
   }

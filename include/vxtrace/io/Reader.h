@@ -19,6 +19,11 @@
 
 namespace vxtrace {
 
+namespace detail {
+class Input;
+struct ReaderAccess;
+}  // namespace detail
+
 // The same values as TraceFileReader::framing_t.
 enum class Framing {
   V1 = 0,          // 55 AA, then the frame from its size field
@@ -122,6 +127,7 @@ class VXTRACE_API Reader {
   const Source& source() const;
 
  private:
+  friend struct detail::ReaderAccess;
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };
