@@ -4,23 +4,32 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
+#include <system_error>
 
 #include "FastCan.h"
 #include "Session.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
+#include "vxtrace/export/Exporter.h"
 #include "vxtrace/io/CanFrame.h"
 #include "vxtrace/io/Channel.h"
 
 namespace py = pybind11;
 using namespace vxtrace::python;
 using vxtrace::CanFrame;
+using vxtrace::Exporter;
+using vxtrace::exportFormats;
+using vxtrace::makeExporter;
 
 namespace {
 
@@ -308,6 +317,66 @@ py::bytes encodeCan(unsigned long long timeUs, unsigned channel, uint32_t id, bo
   return py::bytes(reinterpret_cast<const char*>(out.data()), out.size());
 }
 
+// ---- export --------------------------------------------------------------------------------
+
+// Every record of a trace through one of the library's exporters into a file. The file is
+// written under a temporary name beside it and renamed into place only when all went well.
+py::dict exportTrace(py::handle source, const std::string& path, const std::string& format,
+                     bool diag, py::function report) {
+  std::string temp = path + ".vxtrace-XXXXXX";
+  const int fd = ::mkstemp(temp.data());
+  if (fd < 0) throw std::system_error(errno, std::generic_category(), "vxtrace: cannot create " + path);
+  std::FILE* file = ::fdopen(fd, "wb");
+  if (file == nullptr) {
+    ::close(fd);
+    ::unlink(temp.c_str());
+    throw std::system_error(errno, std::generic_category(), "vxtrace: cannot create " + path);
+  }
+  vxtrace::FileSink sink(file);
+  std::unique_ptr<Exporter> exporter = makeExporter(format, sink);
+  bool ok = exporter != nullptr;
+  std::unique_ptr<Session> session;
+  try {
+    if (!exporter) throw py::value_error("vxtrace: unknown export format '" + format + "'");
+    session = std::make_unique<Session>(std::make_unique<Input>(source),
+                                        Policy{false, true, false, diag});
+    for (;;) {
+      std::unique_ptr<MessageBase> msg;
+      {
+        py::gil_scoped_release unlocked;
+        msg = session->next();
+        if (msg) exporter->add(*msg);
+      }
+      uint64_t dropped = 0;
+      py::list problems = problemList(*session, dropped);
+      if (problems.size() || dropped) report(problems, dropped);
+      if (!msg) break;
+    }
+    session->raiseIfFailed(formatError);
+    exporter->finish();
+    ok = std::fflush(file) == 0 && !std::ferror(file);
+  } catch (...) {
+    std::fclose(file);
+    ::unlink(temp.c_str());
+    throw;
+  }
+  ok = std::fclose(file) == 0 && ok && ::rename(temp.c_str(), path.c_str()) == 0;
+  if (!ok) {
+    const int err = errno;
+    ::unlink(temp.c_str());
+    throw std::system_error(err, std::generic_category(), "vxtrace: cannot write " + path);
+  }
+  py::dict left;
+  for (const auto& [key, n] : exporter->skipped()) {
+    const std::string name = key.first + ": " + std::string(getMsgIdName(static_cast<msgid_t>(key.second)));
+    left[py::str(name)] = n;
+  }
+  py::dict d;
+  d["written"] = exporter->written();
+  d["left_out"] = left;
+  return d;
+}
+
 }  // namespace
 
 PYBIND11_MODULE(_vxtrace, m) {
@@ -361,6 +430,10 @@ PYBIND11_MODULE(_vxtrace, m) {
            }),
            py::arg("source"), py::arg("ids"), py::arg("channels"), py::arg("start"), py::arg("end"))
       .def("read", &CanReader::read, py::arg("max") = -1);
+
+  m.def("_export", &exportTrace, py::arg("source"), py::arg("path"), py::arg("format"),
+        py::arg("diag"), py::arg("report"));
+  m.def("export_formats", &exportFormats);
 
   m.def("_encode_can", &encodeCan, py::arg("time_us"), py::arg("channel"), py::arg("can_id"),
         py::arg("extended"), py::arg("fd"), py::arg("brs"), py::arg("esi"), py::arg("error"),

@@ -21,7 +21,7 @@ import numpy as _np
 from . import _vxtrace
 from ._vxtrace import Record
 
-__all__ = ["open", "read_can", "CanFrames", "Record", "Problem", "TraceWarning", "FormatError"]
+__all__ = ["open", "read_can", "export", "export_formats", "CanFrames", "Record", "Problem", "TraceWarning", "FormatError"]
 
 __version__ = "0.1.0"
 
@@ -78,6 +78,19 @@ def open(source, *, invalid=False, diag=False, expand=True, on_problem=None):
     """
     return _vxtrace._RecordReader(source, invalid, diag, expand,
                                   _reporter(on_problem, _name(source)))
+
+
+export_formats = _vxtrace.export_formats
+
+
+def export(source, path, to, *, diag=False, on_problem=None):
+    """Writes every record of a trace to path in one of export_formats() ("asc", "blf", "jsonl",
+    "csv", "candump", "pcapng"), through the library's exporters, the same as `vxtrace convert`.
+    The file appears only when all went well. Returns {"written": n, "left_out": {reason: n}}.
+    """
+    import os
+
+    return _vxtrace._export(source, os.fspath(path), to, diag, _reporter(on_problem, _name(source)))
 
 
 _COLUMNS = ("time_us", "channel", "can_id", "extended", "fd", "brs", "esi", "remote", "error",

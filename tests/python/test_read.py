@@ -124,3 +124,15 @@ def test_bad_input_raises_or_warns(tmp_path, traces):
         vxtrace.read_can(12)
     with pytest.raises(ValueError):
         vxtrace.read_can(data, channels=["bus 3"])
+
+
+@pytest.mark.parametrize("fmt", ["jsonl", "asc"])
+def test_export_writes_what_convert_writes(traces, tmp_path, fmt):
+    ours, theirs = tmp_path / f"py.{fmt}", tmp_path / f"cli.{fmt}"
+    counts = vxtrace.export(traces["lz4"], ours, fmt)
+    subprocess.run([CLI, "convert", traces["lz4"], "--to", fmt, "-o", theirs, "--quiet"],
+                   check=True)
+    assert ours.read_bytes() == theirs.read_bytes() and counts["written"] > 1000
+    with pytest.raises(ValueError):
+        vxtrace.export(traces["lz4"], tmp_path / "x", "xls")
+    assert not (tmp_path / "x").exists()
