@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ShownText.h"
 #include "TraceGenerator.h"
 #include "support/IoSupport.h"
 #include "vxtrace/TraceFileReader.h"
@@ -65,7 +66,7 @@ TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
                                   {0x55, 0xAA, 0x00, 0x0C, 0x00, 0x0F, 0, 0, 0, 6, 0x13, 0x9B,
                                    0x7D, 0xE0, 0xB1, 0x41},
                                   Bytes(t.bytes.begin() + t.ends[0], t.bytes.end() - 3)});
-  const std::string line = t.records[0]->toString() + "\n";
+  const std::string line = shown(*t.records[0]) + "\n";
   const int fd = ::open(trace.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   ASSERT_GE(fd, 0);
   ASSERT_EQ(::pwrite(fd, first.data(), first.size(), 0), static_cast<ssize_t>(first.size()));
@@ -121,7 +122,7 @@ TEST(ToolBeyond32Bits, DatesFrom2038OnAreSelectedByTimeText) {
                          MessageBase::printTimestamp(from) + "' --to '" + toText + "'",
                 out, err), 0) << err;
   for (const auto& rec : t.records)
-    if (rec->timeStamp >= from && rec->timeStamp <= to) expected += rec->toString() + "\n";
+    if (rec->timeStamp >= from && rec->timeStamp <= to) expected += shown(*rec) + "\n";
   EXPECT_EQ(out, expected);
   EXPECT_EQ(out.rfind("2040-01-01 00:00:", 0), 0u) << out.substr(0, 80);
   EXPECT_GT(vxtest::countOf(out, "\n"), 150u);

@@ -20,7 +20,7 @@ std::string readBack(const std::string& path) {
   if (fd < 0) return "";
   TraceFileReader reader(fd, TraceFileReader::FRAMING_V1);
   std::string out;
-  while (std::unique_ptr<MessageBase> msg{reader.next()}) out += msg->toString() + "\n";
+  while (std::unique_ptr<MessageBase> msg{reader.next()}) out += shown(*msg) + "\n";
   ::close(fd);
   return reader.counts().clean() && reader.error() == 0 ? out : "";
 }

@@ -43,15 +43,17 @@ def trace_frames(path):
             yield {"eth": True, "ts": ts, "channel": "eth%d" % body[0], "tx": msgid == 8,
                    "data": bytes(body[2:]), "kind": None}
             continue
-        if msgid not in (1, 11):
+        if msgid not in (1, 11, 0x8012):
             yield None
             continue
-        channel, kind, state, length = body[0:4]
+        # A proxy record's error frame ends after its state byte.
+        channel, kind, state, length = (body + b"\0")[0:4]
         rec = {"ts": ts, "channel": "can%d" % channel, "kind": kind, "code": state & 0x0F,
                "tx": kind == 2, "ext": False, "fd": False, "brs": False, "esi": False, "id": 0,
                "data": b""}
-        if msgid == 1 and kind != 1:
+        if msgid in (1, 0x8012) and kind != 1:
             (rec["id"],) = struct.unpack_from(">H", body, 4)
+            rec["id"] &= 0x7FF if msgid == 0x8012 else 0xFFFF
             rec["data"] = bytes(body[6:6 + length])
         elif msgid == 11 and (kind != 1 or state & 0x0F == 3):
             (word,) = struct.unpack_from(">I", body, 4)
@@ -91,9 +93,9 @@ def main():
                              capture_output=True, text=True)
         check(run.returncode == 0, "convert to candump failed: %s" % run.stderr)
         check(run.stderr == "vxtrace: %s: V1 framing (55 AA markers) (detected)\n"
-              "vxtrace: %s: %d records not written to candump: not a CAN frame record\n"
-              "vxtrace: %s: %d records not written to candump: transmit request (not a bus "
-              "frame)\n" % (trace, trace, others, trace, tx_requests), "reports: " + run.stderr)
+              "vxtrace: %s: %d frames written to candump; left out: %d not a CAN frame record, "
+              "%d transmit request (not a bus frame)\n"
+              % (trace, trace, len(expected), others, tx_requests), "reports: " + run.stderr)
         lines = open(log).read().splitlines()
         check(len(lines) == len(expected), "%d lines, %d frames" % (len(lines), len(expected)))
         messages = list(can.LogReader(log)) if can is not None else [None] * len(lines)

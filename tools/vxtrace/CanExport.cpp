@@ -8,6 +8,7 @@
 #include "vxtrace/BusId.h"
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/EthernetTraceMessage.h"
+#include "vxtrace/io/CanFrame.h"
 
 namespace vxtrace::cli {
 
@@ -36,10 +37,6 @@ constexpr uint16_t kLinktypeEthernet = 1;
 // Direction bits of an enhanced packet block's flags.
 constexpr uint32_t kEpbInbound = 1;
 constexpr uint32_t kEpbOutbound = 2;
-
-bool isFdLength(unsigned n) {
-  return n <= 8 || n == 12 || n == 16 || n == 20 || n == 24 || n == 32 || n == 48 || n == 64;
-}
 
 // The error class and data bytes of a logger error code, as a SocketCAN driver reports it.
 bool mapError(unsigned code, SocketCanFrame& f) {
@@ -107,50 +104,20 @@ void finishBlock(std::vector<uint8_t>& block) {
 }  // namespace
 
 const char* toSocketCan(const MessageBase& msg, SocketCanFrame& f) {
-  const auto* can = dynamic_cast<const CANTraceMessageBase*>(&msg);
-  if (can == nullptr || (msg.msgId != MSGID_CAN && msg.msgId != MSGID_CAN_EXT))
-    return "not a CAN frame record";
+  CanFrame can;
+  if (const char* why = toCanFrame(msg, can)) return why;
   f = SocketCanFrame();
-  f.channel = can->channel;
-  f.timeStamp = msg.timeStamp;
-  switch (can->frame) {
-    case CAN_FRAME_ERROR:
-      return mapError(can->state & 0x0F, f) ? nullptr : "error frame without an error class";
-    case CAN_FRAME_TXREQUEST:
-      return "transmit request (not a bus frame)";
-    case CAN_FRAME_TXMESSAGE:
-      f.sent = true;
-      break;
-    case CAN_FRAME_STANDARD:
-      break;
-    default:
-      return "unknown CAN frame kind";
-  }
-  const cantype_t type = msg.msgId == MSGID_CAN ? CAN_TYPE_STANDARD : can->type;
-  switch (type) {
-    case CAN_TYPE_STANDARD:
-    case CAN_TYPE_FD_STD:
-      if (can->id > 0x7FF) return "11-bit identifier out of range";
-      f.canId = can->id;
-      break;
-    case CAN_TYPE_EXTENDED:
-    case CAN_TYPE_FD_EXT:
-      if (can->id > 0x1FFFFFFF) return "29-bit identifier out of range";
-      f.canId = can->id | kEffFlag;
-      break;
-    default:
-      return "unknown CAN type";
-  }
-  f.fd = type == CAN_TYPE_FD_STD || type == CAN_TYPE_FD_EXT;
-  if (f.fd) {
-    if (!isFdLength(can->length)) return "CAN FD length not codable as a DLC";
-    if (can->state & 0x40) f.fdFlags |= kFdBrs;
-    if (can->state & 0x80) f.fdFlags |= kFdEsi;
-  } else if (can->length > 8) {
-    return "classic CAN frame longer than 8 bytes";
-  }
-  f.length = can->length;
-  std::memcpy(f.data, can->data, f.length);
+  f.channel = can.channel;
+  f.timeStamp = can.timeUs;
+  if (can.error)
+    return mapError(can.errorCode, f) ? nullptr : "error frame without an error class";
+  f.sent = can.tx;
+  f.canId = can.id | (can.extended ? kEffFlag : 0);
+  f.fd = can.fd;
+  if (can.brs) f.fdFlags |= kFdBrs;
+  if (can.esi) f.fdFlags |= kFdEsi;
+  f.length = can.length;
+  std::memcpy(f.data, can.data, f.length);
   return nullptr;
 }
 

@@ -12,6 +12,7 @@
 #include "Progress.h"
 #include "util/Hex.h"
 #include "vxtrace/TraceFileReader.h"
+#include "vxtrace/vxtrace.h"
 
 namespace vxtrace::cli {
 
@@ -116,6 +117,12 @@ bool TraceReader::run(const Sink& sink) {
     ~RestoreHandling() { MessageBase::invalidHandling = value; }
   } restoreHandling{savedHandling};
   CerrCapture capture;
+  if (options_.registerDiag) {
+    MessageBase::registerMessage(MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray);
+    MessageBase::registerMessage(MSGID_KWP2000_RESPONSE, KWP2000Response::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_REQUEST, UDSRequest::readFromByteArray);
+    MessageBase::registerMessage(MSGID_UDS_RESPONSE, UDSResponse::readFromByteArray);
+  }
 
   const Reader::framing_t given =
       options_.v2 ? (options_.expectSync ? Reader::FRAMING_V2 : Reader::FRAMING_V2_NOSYNC)

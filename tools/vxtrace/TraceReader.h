@@ -18,6 +18,7 @@ struct ReadOptions {
   bool forced = false;          // the framing above was given; otherwise it is detected
   bool keepRawData = false;     // records get their frame bytes (with the marker) in rawBytes
   bool invalidRecords = false;  // undecodable frames come back as InvalidMessage records
+  bool registerDiag = false;    // KWP2000 and UDS records are decoded
   bool showReports = true;      // per-event reports reach standard error
   bool verbose = false;         // also name the framing read
   bool quiet = false;           // nothing on standard error but the caller's summary
