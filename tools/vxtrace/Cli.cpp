@@ -44,11 +44,12 @@ Input::~Input() {
   if (fd > STDIN_FILENO) ::close(fd);
 }
 
-void InputFlags::add(CLI::App& cmd) {
+void InputFlags::add(CLI::App& cmd, bool withV2) {
   auto* group = cmd.add_option_group("Input", "Framing and decoding");
-  group->add_flag("--v2", v2,
-                  "Read the second framing ('Z', type byte, 16-bit length, frame) instead of "
-                  "detecting the framing");
+  if (withV2)
+    group->add_flag("--v2", v2,
+                    "Read the second framing ('Z', type byte, 16-bit length, frame) instead of "
+                    "detecting the framing");
   group->add_flag("--no-sync", noSync, "Frames carry no marker (with --v2: no 'Z')");
   group->add_flag("--register-diag", registerDiag,
                   "Decode KWP2000 and UDS records (identifiers 26 to 29, not registered by "
@@ -104,7 +105,10 @@ ReadOptions readOptions(const InputFlags& input, const ReportFlags& reports) {
 }
 
 int finishRead(const TraceReader& reader, const std::string& name) {
-  const ReadCounts& c = reader.counts();
+  return finishCounts(reader.counts(), name);
+}
+
+int finishCounts(const ReadCounts& c, const std::string& name) {
   if (c.clean()) return kExitOk;
   std::ostringstream os;
   os << "vxtrace: " << name << ": " << c.garbageBytes + c.undecodableBytes + c.truncatedBytes

@@ -47,7 +47,8 @@ struct InputFlags {
   bool v2 = false;
   bool noSync = false;
   bool registerDiag = false;
-  void add(CLI::App& cmd);
+  // withV2: --v2 names the input's framing; verbs whose --v2 names the output's leave it out.
+  void add(CLI::App& cmd, bool withV2 = true);
 };
 
 // How much a run says on standard error.
@@ -76,6 +77,7 @@ ReadOptions readOptions(const InputFlags& input, const ReportFlags& report);
 
 // Reports the counts of a run and gives the exit status.
 int finishRead(const TraceReader& reader, const std::string& name);
+int finishCounts(const ReadCounts& counts, const std::string& name);
 
 // Calls fn for msg and, when expand is set and it is a container, for every record inside it
 // (depth first, in order); stops and returns false as soon as fn does.

@@ -99,6 +99,10 @@ class CerrCapture : public std::streambuf {
 
 }  // namespace
 
+const char* framingText(int framing) {
+  return framingName(static_cast<Reader::framing_t>(framing));
+}
+
 void report(Progress* progress, const std::string& line) {
   if (progress) progress->hide();
   std::fflush(stdout);  // records read so far come before their report
@@ -134,6 +138,7 @@ bool TraceReader::run(const Sink& sink) {
   const Reader::framing_t probe = reader.probeFraming(&probed);
   capture.take();  // what the probe's trial decodes said is nobody's business
   if (!options_.forced) reader.setFraming(probe);
+  framing_ = reader.framing();
   if (options_.verbose)
     report(progress_, name_ + ": " + framingName(reader.framing()) +
                           (options_.forced ? " (as given)" : probed ? " (detected)" : " (assumed)"));

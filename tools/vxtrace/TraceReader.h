@@ -52,6 +52,9 @@ class TraceReader {
   bool run(const Sink& sink);
 
   const ReadCounts& counts() const { return counts_; }
+  // The framing read (known once the first record reached the sink): 0 V1, 1 V1 without
+  // markers, 2 V2, 3 V2 without markers, as TraceFileReader numbers them.
+  int framing() const { return framing_; }
   const std::string& error() const { return error_; }
 
  private:
@@ -61,6 +64,10 @@ class TraceReader {
   Progress* progress_;
   ReadCounts counts_;
   std::string error_;
+  int framing_ = 0;
 };
+
+// "V1 framing (55 AA markers)" and the like, for a framing() value.
+const char* framingText(int framing);
 
 }  // namespace vxtrace::cli

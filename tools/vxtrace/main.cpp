@@ -16,6 +16,9 @@ namespace vxtrace::cli {
 
 Runner attachDump(CLI::App&);
 Runner attachStats(CLI::App&);
+Runner attachInfo(CLI::App&);
+Runner attachFilter(CLI::App&);
+Runner attachMerge(CLI::App&);
 Runner attachConvert(CLI::App&);
 Runner attachRecover(CLI::App&);
 Runner attachGen(CLI::App&);
@@ -26,6 +29,11 @@ const std::vector<Verb>& verbs() {
   static const std::vector<Verb> table = {
       {"dump", "Every record as one line of text", attachDump},
       {"stats", "Records per kind and channel, times, and what could not be read", attachStats},
+      {"info", "An inventory of each file: framing, kinds, channels, times, losses, anomalies",
+       attachInfo},
+      {"filter", "The records that pass the filters, written as a trace", attachFilter},
+      {"merge", "Traces merged by time stamp into one, channels offset for cascaded loggers",
+       attachMerge},
       {"convert", "CAN frames to a candump log or pcapng", attachConvert},
       {"recover", "Every recoverable record into a clean trace, with a loss report",
        attachRecover},
