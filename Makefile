@@ -3,6 +3,7 @@ JOBS    ?= $(shell nproc)
 PREFIX  ?= /usr/local
 DESTDIR ?=
 FUZZ_SECONDS ?= 30
+EMULATE32 ?=
 
 BUILD_DEBUG   := build/debug
 BUILD_RELEASE := build/release
@@ -44,13 +45,18 @@ check: bootstrap build-debug
 	      $(BUILD_DEBUG)/tests/vxtrace_tests --gtest_filter=-*DeathTest* --gtest_brief=1
 
 # The logger's own target: a 32-bit x86 build of library, tool and tests, the whole suite run on
-# it, and its exports compared with those of the host build's library.
+# it, and its exports compared with those of the host build's library. A host whose kernel does
+# not run i386 programs (or EMULATE32=1) runs every 32-bit program through qemu-i386.
 check32: bootstrap
-	@scripts/bootstrap.sh 32
+	@EMULATE32=$(EMULATE32) scripts/bootstrap.sh 32
 	cmake -S . -B $(BUILD_DEBUG) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD_DEBUG) -j $(JOBS) --target vxtrace
+	@emulator=$$(EMULATE32=$(EMULATE32) scripts/emulator32.sh) && \
+	if [ -n "$$emulator" ]; then echo "check32: 32-bit programs run emulated through $$emulator"; \
+	else echo "check32: 32-bit programs run natively"; fi && \
 	cmake -S . -B $(BUILD_CHECK32) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	      -DCMAKE_TOOLCHAIN_FILE=cmake/i386-linux-gnu.cmake \
+	      -DVXTRACE_EMULATOR="$$emulator" \
 	      -DVXTRACE_ABI_REFERENCE=$(CURDIR)/$(BUILD_DEBUG)/libvxtrace.so
 	cmake --build $(BUILD_CHECK32) -j $(JOBS)
 	cd $(BUILD_CHECK32) && ctest --output-on-failure -j $(JOBS)

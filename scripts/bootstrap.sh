@@ -42,7 +42,7 @@ runs32() {
 }
 install32Emulator() {
   [ $want32 -eq 1 ] || return 0
-  runs32 && return 0
+  [ "${EMULATE32:-}" != 1 ] && runs32 && return 0
   dpkg-query -W -f='${Status}' qemu-user 2>/dev/null | grep -q "install ok installed" && return 0
   echo "bootstrap: this host does not run i386 programs; installing qemu-user"
   aptGet install -y --no-install-recommends qemu-user

@@ -2,10 +2,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "vxtrace/Export.h"
 #include "vxtrace/MessageBase.h"
+
+namespace vxtrace::detail {
+class Input;
+struct ReaderDiagnostics;
+struct TraceFileReaderAccess;
+}  // namespace vxtrace::detail
 
 // Reads a whole trace file or stream from a descriptor and hands out every record it can
 // recover, in order, with an exact account of what it dropped. For applications that read
@@ -26,6 +33,9 @@
 // Memory is constant (one buffer for two frames of the largest size); any descriptor works,
 // a non-blocking one included (the reader waits for data). Offsets are 64-bit stream offsets.
 // The descriptor stays owned by the caller. Not copyable; one object belongs to one thread.
+//
+// The decoders' diagnostic lines (util/Diagnostics) are written once per record, when it is
+// handed out or reported undecodable; the trial decodes of validation and probing say nothing.
 class VXTRACE_API TraceFileReader {
  public:
   enum framing_t { FRAMING_V1 = 0, FRAMING_V1_NOSYNC = 1, FRAMING_V2 = 2, FRAMING_V2_NOSYNC = 3 };
@@ -90,6 +100,10 @@ class VXTRACE_API TraceFileReader {
   int error() const { return error_; }
 
  private:
+  friend struct vxtrace::detail::TraceFileReaderAccess;
+  TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input, framing_t framing);
+  void releaseHeld(uint64_t offset);
+
   // At least need bytes from pos_, or false at the end of the input.
   bool fill(std::size_t need) { return end_ - pos_ >= need || refill(need); }
   bool refill(std::size_t need);
@@ -113,7 +127,9 @@ class VXTRACE_API TraceFileReader {
   void closeRun();
   MessageBase* take(MessageBase* msg, std::size_t length);
 
-  int fd_;
+  std::unique_ptr<vxtrace::detail::Input> input_;
+  std::unique_ptr<vxtrace::detail::ReaderDiagnostics> diag_;
+  bool plausibleOnly_ = false;
   framing_t framing_;
   std::vector<uint8_t> buffer_;
   std::size_t pos_ = 0;

@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "core/DecodePolicy.h"
 #include "util/ByteOrder.h"
 #include "util/Diagnostics.h"
 #include "util/Hex.h"
@@ -92,20 +93,23 @@ unsigned int MessageBase::createByteArray(std::vector<unsigned char>& buf, bool 
 
 MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned int length) {
   // The two rejects of the decoder itself need no exception: build the result directly.
+  // A reader's own policy, when one decodes on this thread, stands in for invalidHandling and
+  // the registry.
+  const int handling = vxtrace::detail::invalidHandling();
   auto reject = [&](int cause) -> MessageBase* {
-    if (invalidHandling != 1) return nullptr;
+    if (handling != 1) return nullptr;
     InvalidMessage* msg = new InvalidMessage(data, length);
     msg->cause = cause;
     return msg;
   };
   if (length < 4) return reject(invalidLength);
   const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
-  auto it = creators.find(id);
-  if (it == creators.end()) return reject(invalidId);
+  const creator_t create = vxtrace::detail::findCreator(id);
+  if (create == nullptr) return reject(invalidId);
   try {
-    return it->second(data, length);
+    return create(data, length);
   } catch (const InvalidMessageException& e) {
-    if (invalidHandling != 1) return nullptr;
+    if (handling != 1) return nullptr;
     InvalidMessage* msg = new InvalidMessage(data, length);
     msg->cause = e.cause;
     if (e.cause == invalidEnumValue) {

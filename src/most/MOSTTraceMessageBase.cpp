@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "core/DecodePolicy.h"
 #include "most/MOSTCommon.h"
 #include "util/Diagnostics.h"
 #include "vxtrace/InvalidMessage.h"
@@ -24,7 +25,7 @@ namespace {
 // application asked for no invalid records.
 MessageBase* invalidMost(const unsigned char* data, unsigned int length, uint16_t headerWord,
                          int cause, const char* enumName = nullptr, uint16_t value = 0) {
-  if (MessageBase::invalidHandling != 1) return nullptr;
+  if (invalidHandling() != 1) return nullptr;
   auto* msg = new InvalidMessage(data, length);
   msg->headerWord = headerWord;
   msg->cause = cause;

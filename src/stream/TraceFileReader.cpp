@@ -7,10 +7,15 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <ostream>
 
+#include "core/DecodePolicy.h"
+#include "stream/TraceFileReaderInternals.h"
 #include "util/ByteOrder.h"
 
+using vxtrace::detail::DiagnosticScope;
 using vxtrace::detail::loadBE16;
+using vxtrace::detail::loadBE64;
 
 namespace {
 
@@ -26,10 +31,66 @@ bool carriesFrames(const MessageBase& msg) {
 // cost more than the rest of the validation.
 bool isInvalid(const MessageBase* msg) { return msg == nullptr || msg->msgId == MSGID_INVALID; }
 
+// A time stamp of a logger that ran between 1990 and 2100 (microseconds since the epoch).
+constexpr uint64_t kEarliest = 631152000ULL * 1000000ULL;
+constexpr uint64_t kLatest = 4102444800ULL * 1000000ULL;
+constexpr uint64_t kDay = 86400ULL * 1000000ULL;
+
+class DescriptorInput : public vxtrace::detail::Input {
+ public:
+  explicit DescriptorInput(int fd) : fd_(fd) {}
+  ssize_t read(uint8_t* into, std::size_t room) override { return ::read(fd_, into, room); }
+  bool idle() override {
+    pollfd p{fd_, POLLIN, 0};
+    return ::poll(&p, 1, 0) == 0;
+  }
+  void wait() override {
+    pollfd p{fd_, POLLIN, 0};
+    ::poll(&p, 1, -1);
+  }
+
+ private:
+  int fd_;
+};
+
+class MemoryInput : public vxtrace::detail::Input {
+ public:
+  MemoryInput(const uint8_t* data, std::size_t length) : data_(data), left_(length) {}
+  ssize_t read(uint8_t* into, std::size_t room) override {
+    const std::size_t n = std::min(room, left_);
+    if (n != 0) std::memcpy(into, data_, n);
+    data_ += n;
+    left_ -= n;
+    return static_cast<ssize_t>(n);
+  }
+  bool idle() override { return false; }
+  void wait() override {}
+
+ private:
+  const uint8_t* data_;
+  std::size_t left_;
+};
+
 }  // namespace
 
+namespace vxtrace::detail {
+
+std::unique_ptr<Input> descriptorInput(int fd) { return std::make_unique<DescriptorInput>(fd); }
+
+std::unique_ptr<Input> memoryInput(const uint8_t* data, std::size_t length) {
+  return std::make_unique<MemoryInput>(data, length);
+}
+
+}  // namespace vxtrace::detail
+
 TraceFileReader::TraceFileReader(int fd, framing_t framing)
-    : fd_(fd), framing_(framing), buffer_(kCapacity) {
+    : TraceFileReader(vxtrace::detail::descriptorInput(fd), framing) {}
+
+TraceFileReader::TraceFileReader(std::unique_ptr<vxtrace::detail::Input> input, framing_t framing)
+    : input_(std::move(input)),
+      diag_(std::make_unique<vxtrace::detail::ReaderDiagnostics>()),
+      framing_(framing),
+      buffer_(kCapacity) {
   runHead_.reserve(kMaxHead);
 }
 
@@ -54,11 +115,8 @@ bool TraceFileReader::refill(std::size_t need) {
       end_ -= pos_;
       pos_ = 0;
     }
-    if (onWait_) {
-      pollfd p{fd_, POLLIN, 0};
-      if (::poll(&p, 1, 0) == 0) onWait_();
-    }
-    const ssize_t n = ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+    if (onWait_ && input_->idle()) onWait_();
+    const ssize_t n = input_->read(buffer_.data() + end_, buffer_.size() - end_);
     if (n > 0) {
       end_ += static_cast<std::size_t>(n);
       counts_.bytesRead += static_cast<uint64_t>(n);
@@ -66,8 +124,7 @@ bool TraceFileReader::refill(std::size_t need) {
       eof_ = true;
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       if (onWait_) onWait_();
-      pollfd p{fd_, POLLIN, 0};  // a live stream: wait for data instead of ending
-      ::poll(&p, 1, -1);
+      input_->wait();  // a live stream: wait for data instead of ending
     } else if (errno != EINTR) {
       error_ = errno;
       eof_ = true;
@@ -79,9 +136,18 @@ bool TraceFileReader::refill(std::size_t need) {
 // Records that decode one after another from rel, within what is buffered (at most 16).
 std::size_t TraceFileReader::chainAt(std::size_t rel) const {
   std::size_t n = 0;
+  uint64_t previous = 0;
   while (n < 16 && rel + peek() <= available()) {
     const std::size_t length = recordLength(rel);
     if (length == 0 || rel + length > available() || !decodesAt(rel, length)) break;
+    if (plausibleOnly_) {
+      // A real logger's clock: from 1990 to 2100, and no day-long jumps between neighbours.
+      const uint64_t t = loadBE64(at(rel + prefix() + 6));
+      if (t < kEarliest || t >= kLatest ||
+          (n != 0 && (t > previous ? t - previous : previous - t) > kDay))
+        break;
+      previous = t;
+    }
     ++n;
     rel += length;
     while (hasMarkers() && rel < available() && *at(rel) == 0) ++rel;
@@ -90,6 +156,7 @@ std::size_t TraceFileReader::chainAt(std::size_t rel) const {
 }
 
 TraceFileReader::framing_t TraceFileReader::probeFraming(bool* found) {
+  DiagnosticScope mute(diag_->mute);  // what trial decodes say is nobody's business
   fill(6);
   const framing_t given = framing_;
   framing_t best = detectFraming(at(0), available());
@@ -137,7 +204,8 @@ std::size_t TraceFileReader::recordLength(std::size_t rel) const {
     case FRAMING_V1_NOSYNC: {
       // Without a marker only a known identifier makes a start plausible.
       const std::size_t size = loadBE16(p);
-      if (size < 12 || MessageBase::creators.count(static_cast<msgid_t>(loadBE16(p + 2))) == 0)
+      if (size < 12 ||
+          vxtrace::detail::findCreator(static_cast<msgid_t>(loadBE16(p + 2))) == nullptr)
         return 0;
       return size + 2;
     }
@@ -181,6 +249,7 @@ bool TraceFileReader::decodesAt(std::size_t rel) {
 }
 
 bool TraceFileReader::decodesAt(std::size_t rel, std::size_t length) const {
+  DiagnosticScope mute(diag_->mute);
   std::unique_ptr<MessageBase> msg(decodeAt(rel, length));
   return !isInvalid(msg.get());
 }
@@ -213,6 +282,16 @@ bool TraceFileReader::validInside(std::size_t from, std::size_t to, bool endingW
     if (length != 0 && (!endingWithin || rel + length <= to)) return true;
   }
   return false;
+}
+
+void TraceFileReader::releaseHeld(uint64_t offset) {
+  for (const auto& [level, line] : diag_->held) {
+    if (diag_->handler)
+      diag_->handler(offset, level, line);
+    else
+      vxtrace::diagnosticStream(level) << line << std::endl;
+  }
+  diag_->held.clear();
 }
 
 void TraceFileReader::lose(loss_t::kind_t kind, uint64_t offset, uint64_t length,
@@ -261,7 +340,14 @@ MessageBase* TraceFileReader::next() {
     }
     if (length != 0 && available() >= length) {
       const Follow follow = followAt(length);
-      std::unique_ptr<MessageBase> msg(decodeAt(0, length));
+      // Its lines are held until it is taken: a candidate that turns out to be garbage says
+      // nothing.
+      diag_->held.clear();
+      std::unique_ptr<MessageBase> msg;
+      {
+        DiagnosticScope hold(diag_->holder);
+        msg.reset(decodeAt(0, length));
+      }
       const bool decoded = !isInvalid(msg.get());
       const bool sure = decoded && (follow == kEnd || follow == kStart);
       bool accept = false;
@@ -280,6 +366,7 @@ MessageBase* TraceFileReader::next() {
       }
       if (accept) {
         closeRun();
+        releaseHeld(base_ + pos_);
         if (decoded) return take(msg.release(), length);
         ++counts_.undecodable;
         inZeros_ = false;

@@ -1,23 +1,62 @@
-// Drives TraceFileReader over an arbitrary stream read from a memfd.
+// Drives TraceFileReader over an arbitrary stream read from a memfd, then the io layer's Reader
+// over the same bytes in memory.
 //
 // Input: one control byte, then the stream. Control bits 0..1: framing (V1, V1 without marker,
 // V2, V2 without marker); bit 2: keepRawData; bit 3: invalidHandling 1 instead of the initial
-// value; bit 4: read in the framing the probe names. Checks: every byte is read, losses and
-// records come in stream order without overlapping and their dumps within them, and each
-// record prints and copies.
+// value (for the Reader: invalidRecords); bit 4: read in the framing the probe names (for the
+// Reader: detect it); bit 5: the Reader decodes KWP2000/UDS; bit 6: it expands containers.
+// Checks: every byte is read, losses and records come in stream order without overlapping and
+// their dumps within them, and each record prints and copies; the Reader keeps the same
+// rules, leaves invalidHandling alone, and with the same framing and policy hands out the
+// same records at the same offsets as TraceFileReader.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "FuzzSupport.h"
 #include "vxtrace/TraceFileReader.h"
+#include "vxtrace/io/Reader.h"
 #include "vxtrace/vxtrace.h"
 
 namespace {
 int initialInvalidHandling;
+using Seen = std::pair<uint64_t, int>;  // offset and identifier of a record
+
+void readWithReader(const uint8_t* data, std::size_t size, uint8_t control,
+                    const std::vector<Seen>& reference) {
+  vxtrace::ReadPolicy policy;
+  policy.invalidRecords = (control & 8) != 0;
+  policy.keepRawData = (control & 4) != 0;
+  policy.decodeDiagnostics = (control & 32) != 0;
+  policy.expandContainers = (control & 64) != 0;
+  if (!(control & 16)) policy.framing = static_cast<vxtrace::Framing>(control & 3);
+  vxtrace::Reader reader(vxtrace::Source::memory(data, size), policy);
+  reader.setDiagnosticHandler([&](uint64_t offset, vxtrace::DiagnosticLevel, const std::string&) {
+    if (offset >= size) vxfuzz::fail("diagnostic line beyond the input", nullptr);
+  });
+  std::vector<Seen> seen;
+  uint64_t last = 0;
+  while (std::unique_ptr<MessageBase> msg = reader.next()) {
+    if (reader.recordOffset() < last || reader.recordOffset() >= size ||
+        reader.depth() > vxtrace::Reader::kMaxDepth)
+      vxfuzz::fail("Reader: record out of order, beyond the input or too deep", msg.get());
+    last = reader.recordOffset();
+    (void)msg->toString();
+    if (reader.depth() == 0) seen.emplace_back(last, msg->msgId);
+  }
+  if (MessageBase::invalidHandling != initialInvalidHandling)
+    vxfuzz::fail("Reader changed invalidHandling", nullptr);
+  if (!reader.notATrace().empty()) return;
+  if (reader.counts().bytesRead != size) vxfuzz::fail("Reader: not every byte was read", nullptr);
+  if (!(control & 48) && seen != reference)
+    vxfuzz::fail("Reader and TraceFileReader disagree", nullptr);
 }
+}  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   vxfuzz::silenceStandardStreams();
@@ -35,6 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
     vxfuzz::fail("memfd write failed", nullptr);
   ::lseek(fd, 0, SEEK_SET);
   MessageBase::invalidHandling = (control & 8) ? 1 : initialInvalidHandling;
+  std::vector<Seen> reference;
   {
     TraceFileReader reader(fd, static_cast<TraceFileReader::framing_t>(control & 3));
     reader.keepRawData = (control & 4) != 0;
@@ -49,13 +89,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
       for (std::size_t i = 0; i < loss.headLength; ++i)
         if (loss.offset + i >= size - 1 || loss.head[i] != input[1 + loss.offset + i])
           vxfuzz::fail("dump differs from the input", nullptr);
-      next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset : loss.offset + loss.length;
+      next = loss.kind == TraceFileReader::loss_t::UNDECODABLE ? loss.offset
+                                                               : loss.offset + loss.length;
     });
     while (std::unique_ptr<MessageBase> msg{reader.next()}) {
       if (reader.recordOffset() < next || reader.recordOffset() >= size - 1)
         vxfuzz::fail("record out of order or beyond the input", msg.get());
       next = reader.recordOffset() + 1;
-      if (msg->rawBytes.size() > size - 1) vxfuzz::fail("raw bytes longer than the input", msg.get());
+      reference.emplace_back(reader.recordOffset(), msg->msgId);
+      if (msg->rawBytes.size() > size - 1)
+        vxfuzz::fail("raw bytes longer than the input", msg.get());
       (void)msg->toString();
       std::unique_ptr<MessageBase> copy(msg->clone());
     }
@@ -64,5 +107,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   }
   ::close(fd);
   MessageBase::invalidHandling = initialInvalidHandling;
+  readWithReader(input + 1, size - 1, control, reference);
   return 0;
 }

@@ -3,6 +3,8 @@
 # through pkg-config and once through find_package(vxtrace).
 set -euo pipefail
 src=$1 bin=$2 cxx=$3 extra=${4:-}
+# A 32-bit build on a host without i386 support runs its programs through an emulator.
+run=${VXTRACE_EMULATOR:-}
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 DESTDIR="$root/dest" cmake --install "$bin" --prefix /usr >/dev/null
@@ -31,7 +33,8 @@ libdir=$(dirname "$(find "$prefix" -name 'libvxtrace.so.0' | head -n 1)")
 # shellcheck disable=SC2046,SC2086
 "$cxx" -std=c++17 $extra -o "$root/pc_consumer" "$root/main.cpp" \
   $(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs vxtrace)
-out=$(LD_LIBRARY_PATH="$libdir" "$root/pc_consumer")
+# shellcheck disable=SC2086
+out=$(LD_LIBRARY_PATH="$libdir" $run "$root/pc_consumer")
 [ "$out" = "$expected" ] || { echo "pkg-config consumer printed '$out'"; exit 1; }
 
 mkdir -p "$root/cm"
@@ -47,6 +50,7 @@ cmake -S "$root/cm" -B "$root/cm/build" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$extra" -DCMAKE_EXE_LINKER_FLAGS="$extra" \
   -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$root/cm/build" >/dev/null
-out=$(LD_LIBRARY_PATH="$libdir" "$root/cm/build/consumer")
+# shellcheck disable=SC2086
+out=$(LD_LIBRARY_PATH="$libdir" $run "$root/cm/build/consumer")
 [ "$out" = "$expected" ] || { echo "find_package consumer printed '$out'"; exit 1; }
 echo "both consumers built and ran"

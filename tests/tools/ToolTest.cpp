@@ -281,7 +281,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
       {{"recover", trace, "-o", path("link.vxt")}, ""},
-      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, convert, recover, gen, help)\n"},
+      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, gen, help)\n"},
       {{}, ""}};
   ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {

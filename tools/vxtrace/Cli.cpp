@@ -97,7 +97,7 @@ ReadOptions readOptions(const InputFlags& input, const ReportFlags& reports) {
   o.v2 = input.v2;
   o.expectSync = !input.noSync;
   o.forced = input.v2 || input.noSync;
-  o.registerDiag = input.registerDiag;
+  o.decodeDiagnostics = input.registerDiag;
   o.showReports = !reports.quiet;
   o.quiet = reports.quiet;
   o.verbose = reports.verbose;

@@ -1,6 +1,7 @@
 #pragma once
-// Reads a trace from a descriptor through TraceFileReader, in constant memory, and counts
-// what could not be read: undecodable frames, garbage between frames, a truncated last frame.
+// Reads a trace from a descriptor through the library's Reader, in constant memory, reports
+// what could not be read (undecodable frames, garbage between frames, a truncated last frame)
+// and the library's diagnostic lines, one line per event.
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,7 +19,8 @@ struct ReadOptions {
   bool forced = false;          // the framing above was given; otherwise it is detected
   bool keepRawData = false;     // records get their frame bytes (with the marker) in rawBytes
   bool invalidRecords = false;  // undecodable frames come back as InvalidMessage records
-  bool registerDiag = false;    // KWP2000 and UDS records are decoded
+  bool decodeDiagnostics = false;  // KWP2000 and UDS records are decoded
+  bool expandContainers = false;   // containers are followed by the records inside them
   bool showReports = true;      // per-event reports reach standard error
   bool verbose = false;         // also name the framing read
   bool quiet = false;           // nothing on standard error but the caller's summary
@@ -47,13 +49,17 @@ class TraceReader {
   // fd stays owned by the caller; name labels reports ("x.vxt", "standard input").
   TraceReader(int fd, std::string name, const ReadOptions& options, Progress* progress);
 
-  // Reads to the end of the input (or until the sink stops). False on a read error: then
-  // error() holds the one-line reason. Standard output is flushed whenever the reader waits.
+  // Reads to the end of the input (or until the sink stops). False on a read error or an input
+  // that is no trace: then error() holds the one-line reason. Standard output is flushed
+  // whenever the reader waits.
   bool run(const Sink& sink);
+
+  // During a sink's call: 0 for a record read from the input, more for one from a container.
+  unsigned depth() const { return depth_; }
 
   const ReadCounts& counts() const { return counts_; }
   // The framing read (known once the first record reached the sink): 0 V1, 1 V1 without
-  // markers, 2 V2, 3 V2 without markers, as TraceFileReader numbers them.
+  // markers, 2 V2, 3 V2 without markers.
   int framing() const { return framing_; }
   const std::string& error() const { return error_; }
 
@@ -64,6 +70,7 @@ class TraceReader {
   Progress* progress_;
   ReadCounts counts_;
   std::string error_;
+  unsigned depth_ = 0;
   int framing_ = 0;
 };
 

@@ -14,6 +14,10 @@ namespace vxtrace {
 
 enum class DiagnosticLevel { Error, Warning, Debug, Info };
 
+namespace detail {
+class LineCollector;
+}
+
 // The stream the calling thread's next diagnostic line of this level goes to.
 VXTRACE_API std::ostream& diagnosticStream(DiagnosticLevel level);
 
@@ -34,11 +38,8 @@ class VXTRACE_API DiagnosticSink {
   void flush();
 
  private:
-  friend VXTRACE_API std::ostream& diagnosticStream(DiagnosticLevel level);
-  class Buffer;
-  std::unique_ptr<Buffer> buffer_;
-  std::unique_ptr<std::ostream> stream_;
-  DiagnosticSink* previous_;
+  std::unique_ptr<detail::LineCollector> collector_;
+  detail::LineCollector* previous_;
 };
 
 }  // namespace vxtrace

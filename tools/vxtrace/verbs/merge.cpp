@@ -1,7 +1,6 @@
 // merge: several traces into one, ordered by time stamp, in constant memory.
 #include <CLI/CLI.hpp>
 #include <cstring>
-#include <deque>
 #include <memory>
 #include <queue>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "Output.h"
 #include "Selection.h"
 #include "TraceGenerator.h"
+#include "vxtrace/io/Reader.h"
 #include "vxtrace/vxtrace.h"
 
 namespace vxtrace::cli {
@@ -25,28 +25,24 @@ struct MergeArgs {
   ReportFlags reports;
 };
 
-// One input: its reader and the records of the container being emptied.
+// One input and its reader; containers are opened by the reader, and only the records inside
+// them are merged.
 struct Lane {
-  explicit Lane(const std::string& path) : in(path), reader(in.fd) {}
+  Lane(const std::string& path, const ReadPolicy& policy)
+      : in(path), reader(Source::descriptor(in.fd, in.name), policy) {
+    reader.setLossHandler([this](const Reader::Loss& loss) {
+      if (loss.kind == Reader::Loss::UNDECODABLE) undecodableBytes += loss.length;
+    });
+  }
   Input in;
-  TraceFileReader reader;
-  std::deque<std::unique_ptr<MessageBase>> pending;
+  Reader reader;
+  uint64_t undecodableBytes = 0;
 
-  // The next record of this input, containers opened; null at its end.
+  // The next record of this input; null at its end.
   std::unique_ptr<MessageBase> next() {
-    while (pending.empty()) {
-      std::unique_ptr<MessageBase> msg{reader.next()};
-      if (!msg) return nullptr;
-      if (msg->msgId == MSGID_INVALID) continue;
-      forEachRecord(*msg, true, [&](const MessageBase& rec) {
-        if (dynamic_cast<const ContainerMessage*>(&rec) == nullptr)
-          pending.emplace_back(&rec == msg.get() ? msg.release() : rec.clone());
-        return true;
-      });
-    }
-    std::unique_ptr<MessageBase> front = std::move(pending.front());
-    pending.pop_front();
-    return front;
+    while (std::unique_ptr<MessageBase> msg = reader.next())
+      if (dynamic_cast<const ContainerMessage*>(msg.get()) == nullptr) return msg;
+    return nullptr;
   }
 };
 
@@ -71,19 +67,18 @@ std::vector<unsigned short> cascadeOffsets(const std::string& text, std::size_t 
 int runMerge(const MergeArgs& a) {
   Selection selection(a.filters);
   const std::vector<unsigned short> offsets = cascadeOffsets(a.cascade, a.files.size());
-  MessageBase::invalidHandling = 0;  // undecodable frames are counted, not handed out
-  ReadOptions options = readOptions(a.input, a.reports);
+  ReadPolicy policy;
+  policy.decodeDiagnostics = a.input.registerDiag;
+  policy.expandContainers = true;
+  if (a.input.v2 || a.input.noSync)
+    policy.framing = static_cast<Framing>((a.input.v2 ? 2 : 0) + (a.input.noSync ? 1 : 0));
   std::vector<std::unique_ptr<Lane>> lanes;
   std::vector<const Input*> inputs;
   for (const auto& path : a.files) {
-    lanes.push_back(std::make_unique<Lane>(path));
-    Lane& lane = *lanes.back();
-    const auto given = static_cast<TraceFileReader::framing_t>((options.v2 ? 2 : 0) +
-                                                               (options.expectSync ? 0 : 1));
-    bool found = false;
-    const auto probe = lane.reader.probeFraming(&found);
-    lane.reader.setFraming(options.forced ? given : probe);
-    inputs.push_back(&lane.in);
+    lanes.push_back(std::make_unique<Lane>(path, policy));
+    if (!lanes.back()->reader.notATrace().empty())
+      throw Failure{lanes.back()->in.name + ": " + lanes.back()->reader.notATrace()};
+    inputs.push_back(&lanes.back()->in);
   }
   Output out(a.output.path, inputs);
 
@@ -125,6 +120,7 @@ int runMerge(const MergeArgs& a) {
     const auto& c = lane->reader.counts();
     ReadCounts counts;
     counts.undecodable = c.undecodable;
+    counts.undecodableBytes = lane->undecodableBytes;
     counts.garbageBytes = c.skippedBytes;
     counts.garbageRuns = c.skippedRuns;
     counts.truncatedBytes = c.truncatedBytes;
