@@ -13,6 +13,7 @@
 // (calls of operator new per record) and "peak_heap_KiB" (the most heap held at once during the
 // run, trace and output excluded where they are allocated before the timed loop).
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -21,6 +22,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -32,6 +34,8 @@
 #include "vxtrace/MessageIds.h"
 #include "vxtrace/TraceFileReader.h"
 #include "vxtrace/TraceMessageBuffer.h"
+#include "vxtrace/io/Seek.h"
+#include "vxtrace/io/TraceFileWriter.h"
 #ifdef VXTRACE_BENCH_WITH_GENERATOR
 #include "TraceGenerator.h"
 #endif
@@ -149,7 +153,8 @@ const Trace& trace() {
   return t;
 }
 
-double memcpyBytesPerSecond = 0;  // set by BM_Memcpy, which runs first
+double memcpyBytesPerSecond = 0;    // set by BM_Memcpy, which runs first
+double encodeRecordsPerSecond = 0;  // set by BM_Encode, which runs before the writer
 
 // Wall-clock time of a benchmark's timed loop, for the ratio to memcpy.
 class LoopClock {
@@ -376,6 +381,8 @@ void BM_Encode(benchmark::State& state) {
     benchmark::DoNotOptimize(out.data());
   }
   if (out != t.canBytes) state.SkipWithError("encoding differs from the trace");
+  encodeRecordsPerSecond =
+      static_cast<double>(state.iterations()) * static_cast<double>(t.canRecords) / clock.seconds();
   setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
 }
 BENCHMARK(BM_Encode)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -395,6 +402,105 @@ void BM_Print(benchmark::State& state) {
   state.counters["chars/record"] = static_cast<double>(chars) / static_cast<double>(t.canRecords);
 }
 BENCHMARK(BM_Print)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Scratch files of the writer and seek benchmarks: in memory where /dev/shm exists, so that the
+// disk does not set the rate.
+std::string scratchPath(const char* name) {
+  const std::filesystem::path dir =
+      std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::current_path();
+  return (dir / (std::string(name) + "-" + std::to_string(::getpid()))).string();
+}
+
+// The CAN records through TraceFileWriter into a file (page cache), one record a call, beside
+// BM_Encode of the same run ("vs_encode": records/s divided by the encoding rate).
+void writeRecords(benchmark::State& state, vxtrace::TraceFileWriterOptions::Containers containers) {
+  const Trace& t = trace();
+  const auto& all = canRecords();
+  vxtrace::TraceFileWriterOptions options;
+  options.containers = containers;
+  options.pattern = scratchPath("vxtrace-bench-write");
+  options.existing = vxtrace::TraceFileWriterOptions::Existing::Replace;
+  const uint64_t allocs0 = heap.allocations;
+  uint64_t bytes = 0;
+  LoopClock clock;
+  for (auto _ : state) {
+    vxtrace::TraceFileWriter writer(options);
+    for (const auto& msg : all) writer.write(*msg);
+    writer.close();
+    if (writer.recordsFlushed() != all.size()) state.SkipWithError("records missing");
+    bytes = std::filesystem::file_size(options.pattern);
+  }
+  const double perSecond =
+      static_cast<double>(state.iterations()) * static_cast<double>(all.size()) / clock.seconds();
+  setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
+  if (encodeRecordsPerSecond > 0) state.counters["vs_encode"] = perSecond / encodeRecordsPerSecond;
+  state.counters["file_vs_frames"] =
+      static_cast<double>(bytes) / static_cast<double>(t.canBytes.size());
+  std::filesystem::remove(options.pattern);
+}
+
+void BM_WritePlain(benchmark::State& state) {
+  writeRecords(state, vxtrace::TraceFileWriterOptions::Containers::None);
+}
+BENCHMARK(BM_WritePlain)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_WriteLz4Containers(benchmark::State& state) {
+  writeRecords(state, vxtrace::TraceFileWriterOptions::Containers::Lz4);
+}
+BENCHMARK(BM_WriteLz4Containers)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Finding the last second of a 1 GiB trace (VXTRACE_BENCH_SEEK_MB sets another size): the CAN
+// records again and again, each copy's time stamps moved past the last one's. "read_fraction"
+// is the share of the file the seek read.
+void BM_SeekLastSecond(benchmark::State& state) {
+  const Trace& t = trace();
+  const char* mb = std::getenv("VXTRACE_BENCH_SEEK_MB");
+  const long n = mb != nullptr ? std::strtol(mb, nullptr, 10) : 0;
+  const uint64_t want = static_cast<uint64_t>(n > 0 ? n : 1024) << 20;
+  const std::string path = scratchPath("vxtrace-bench-seek");
+  const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (fd < 0) {
+    state.SkipWithError("cannot create the trace");
+    return;
+  }
+  const std::vector<unsigned char>& original = t.canBytes;
+  std::vector<unsigned char> copy = original;
+  auto timeAt = [&](std::size_t pos) {  // pos: the frame's marker
+    uint64_t ts = 0;
+    for (int i = 0; i < 8; ++i) ts = ts << 8 | original[pos + 8 + i];
+    return ts;
+  };
+  std::vector<std::size_t> frames;
+  uint64_t latest = 0;
+  for (std::size_t pos = 0; pos + 4 <= original.size();
+       pos += 4u + ((original[pos + 2] << 8) | original[pos + 3])) {
+    frames.push_back(pos);
+    latest = std::max(latest, timeAt(pos));
+  }
+  const uint64_t span = latest - timeAt(0) + 100;
+  uint64_t size = 0, last = 0;
+  for (uint64_t k = 0; size < want; ++k, size += copy.size()) {
+    for (std::size_t pos : frames) {
+      last = timeAt(pos) + k * span;
+      for (int i = 0; i < 8; ++i)
+        copy[pos + 8 + i] = static_cast<unsigned char>(last >> (56 - 8 * i));
+    }
+    if (::write(fd, copy.data(), copy.size()) != static_cast<ssize_t>(copy.size())) {
+      state.SkipWithError("cannot write the trace");
+      break;
+    }
+  }
+  vxtrace::SeekResult r;
+  for (auto _ : state) r = vxtrace::seekTime(fd, TraceFileReader::FRAMING_V1, last - 1000000);
+  state.counters["read_fraction"] =
+      static_cast<double>(r.bytesRead) / static_cast<double>(r.fileSize);
+  state.counters["file_MiB"] = static_cast<double>(r.fileSize) / (1 << 20);
+  state.counters["probes"] = r.probes;
+  if (!r.bisected) state.SkipWithError("the seek did not bisect");
+  ::close(fd);
+  ::unlink(path.c_str());
+}
+BENCHMARK(BM_SeekLastSecond)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 

@@ -10,3 +10,5 @@ set(CMAKE_MODULE_LINKER_FLAGS_INIT -m32)
 # Finds GTest's and other packages' files under /usr/lib/i386-linux-gnu, not the host's.
 set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig)
+# Multilib packages (lib32z1-dev) install there; CMake does not look there by itself on Debian.
+list(APPEND CMAKE_LIBRARY_PATH /usr/lib32)

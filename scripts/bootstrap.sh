@@ -13,7 +13,9 @@ want32=0
 if [ "${1:-}" = 32 ]; then
   want32=1
   # CLI11 is header-only: the host's package serves both builds.
-  pkgs+=(g++-multilib liblz4-dev:i386 libgtest-dev:i386 libgmock-dev:i386)
+  # zlib as a multilib package: zlib1g-dev:i386 pulls libc6-dev:i386, which must match the host's
+  # kernel headers exactly and so often cannot be installed beside them.
+  pkgs+=(g++-multilib liblz4-dev:i386 lib32z1-dev libgtest-dev:i386 libgmock-dev:i386)
 fi
 
 newArch=0

@@ -60,8 +60,9 @@ class VXTRACE_API EthernetTraceMessage : public MessageBase {
   EthernetTraceMessage(msgid_t msgId, unsigned long long timeStamp, uint8_t channel,
                        ethernetproto_t protocol, const std::vector<uint8_t>& data);
   // data starts at the size field. A protocol byte above 9 throws the bad-enumeration
-  // InvalidMessageException; the payload ends at the size field's end or at length, whichever
-  // comes first.
+  // InvalidMessageException. The payload ends where the size field says (MII: it has the length
+  // it announces); declared bytes that lie beyond length read as zero, so the record keeps the
+  // size its field declares.
   EthernetTraceMessage(msgid_t msgId, const unsigned char* data, unsigned int length);
   // The creators' null answer: a DLT or generic record without a payload byte.
   bool lacksPayload() const;

@@ -1,10 +1,8 @@
 #pragma once
 #include <cstdint>
 #include <ostream>
-#include <string>
-#include <vector>
 
-#include "vxtrace/MessageBase.h"
+#include "vxtrace/DiagnosticRecord.h"
 
 // A traced KWP2000 (with the OBD services) diagnostic request ("MSGID_KWP2000_REQUEST"). Body: the
 // service byte, then the rest of the diagnostic message. Deliberately not registered: decode it
@@ -29,27 +27,7 @@ class VXTRACE_API KWP2000Request : public MessageBase {
     KWP_SID_READ_DTCS_BY_STATUS = 0x18
   };
 
-  kwpSid_t sid;               // one byte on the wire
-  std::vector<uint8_t> data;  // the message bytes after the service byte
-
-  // timeStamp in microseconds.
-  KWP2000Request(unsigned long long timeStamp, kwpSid_t sid, const std::vector<uint8_t>& data);
-  // data starts at the size field; bytes from offset 15 on are the message data.
-  KWP2000Request(const unsigned char* data, unsigned int length);
-
-  // Null (no exception) for a length below 15; else a new record the caller owns.
-  static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);
-
-  MessageBase* clone() const override;
-  // Returns getSize() when written, else 0.
-  unsigned int writeToByteArray(unsigned char*& out, unsigned int room,
-                                bool withSync) const override;
-  // 13 + data bytes.
-  unsigned int getSize() const override;
-  // Same class, service byte, data and time stamp.
-  bool operator==(const MessageBase& other) const override;
-  void print(std::ostream& os) const override;
-  std::string toString() const override;
+  VXTRACE_DIAGNOSTIC_RECORD_MEMBERS(KWP2000Request, kwpSid_t, sid)
 };
 
 VXTRACE_API std::ostream& operator<<(std::ostream& os, KWP2000Request::kwpSid_t sid);

@@ -1,10 +1,8 @@
 #pragma once
 #include <cstdint>
 #include <ostream>
-#include <string>
-#include <vector>
 
-#include "vxtrace/MessageBase.h"
+#include "vxtrace/DiagnosticRecord.h"
 
 // A traced KWP2000 diagnostic response ("MSGID_KWP2000_RESPONSE"). Body: the service byte, then the
 // rest of the diagnostic message. Deliberately not registered: decode it with readFromByteArray or
@@ -23,27 +21,8 @@ class VXTRACE_API KWP2000Response : public MessageBase {
     KWP_RES_ERR_RES_PENDING = 0x78
   };
 
-  uint8_t response;           // first response byte: 0x7F for a negative response, else SID + 0x40
-  std::vector<uint8_t> data;  // the message bytes after the service byte
-
-  // timeStamp in microseconds.
-  KWP2000Response(unsigned long long timeStamp, uint8_t response, const std::vector<uint8_t>& data);
-  // data starts at the size field; bytes from offset 15 on are the message data.
-  KWP2000Response(const unsigned char* data, unsigned int length);
-
-  // Null (no exception) for a length below 15; else a new record the caller owns.
-  static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);
-
-  MessageBase* clone() const override;
-  // Returns getSize() when written, else 0.
-  unsigned int writeToByteArray(unsigned char*& out, unsigned int room,
-                                bool withSync) const override;
-  // 13 + data bytes.
-  unsigned int getSize() const override;
-  // Same class, service byte, data and time stamp.
-  bool operator==(const MessageBase& other) const override;
-  void print(std::ostream& os) const override;
-  std::string toString() const override;
+  // response: 0x7F for a negative response, else the service byte plus 0x40.
+  VXTRACE_DIAGNOSTIC_RECORD_MEMBERS(KWP2000Response, uint8_t, response)
 };
 
 VXTRACE_API std::ostream& operator<<(std::ostream& os, KWP2000Response::resErr_t code);

@@ -24,7 +24,8 @@ class VXTRACE_API MOSTTraceAsynchMessage : public MOSTTraceMessageBase {
   static MessageBase* readFromByteArray(const unsigned char* data, unsigned int length);
 
   MessageBase* clone() const override;
-  // Writes the first getSize() − 14 packet bytes; packet bytes beyond 4·L + 6 are not kept.
+  // Writes the first getSize() − 14 packet bytes (packet bytes beyond 4·L + 6 are not kept) and
+  // returns getSize(), with or without the marker; 0 when room lacks the frame.
   unsigned int writeToByteArray(unsigned char*& out, unsigned int room,
                                 bool withSync) const override;
   // dataLength + 22 when dataLength >= 2, else dataLength + 20.

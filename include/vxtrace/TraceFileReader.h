@@ -77,6 +77,14 @@ class VXTRACE_API TraceFileReader {
   framing_t probeFraming(bool* found = nullptr);
   // Before the first next().
   void setFraming(framing_t framing) { framing_ = framing; }
+  // The stream offset of the descriptor's position when reading begins (after an lseek), so
+  // that reported offsets stay those of the whole stream. Before the first read.
+  void setStreamOffset(uint64_t offset) { base_ = offset; }
+  // Upper bound of one read(2); the default takes what the buffer holds. Small reads keep a
+  // look into the middle of a large file from reading far more than it decodes.
+  void setReadSize(std::size_t bytes) { readSize_ = bytes == 0 ? 1 : bytes; }
+  // The input ends after this many bytes have been read (a window into a larger file).
+  void setReadLimit(uint64_t bytes) { readLimit_ = bytes; }
   framing_t framing() const { return framing_; }
 
   // Called with every loss as it is found, before the next record is handed out.
@@ -96,6 +104,8 @@ class VXTRACE_API TraceFileReader {
 
   // Stream offset of the last record handed out (its marker or V2 prefix).
   uint64_t recordOffset() const { return recordOffset_; }
+  // Its length in bytes, marker and V2 prefix included.
+  uint64_t recordLength() const { return recordLength_; }
   const counts_t& counts() const { return counts_; }
   int error() const { return error_; }
 
@@ -121,6 +131,7 @@ class VXTRACE_API TraceFileReader {
   std::size_t validStart(std::size_t rel);
   std::size_t chainAt(std::size_t rel) const;
   bool validInside(std::size_t from, std::size_t to, bool endingWithin);
+  bool validAhead();
   void lose(loss_t::kind_t kind, uint64_t offset, uint64_t length, const uint8_t* head,
             std::size_t headLength);
   void loseTail();
@@ -144,6 +155,11 @@ class VXTRACE_API TraceFileReader {
   bool inZeros_ = false;
   uint64_t zeroStart_ = 0;
   uint64_t recordOffset_ = 0;
+  uint64_t recordLength_ = 0;
+  std::size_t readSize_ = ~std::size_t{0};
+  uint64_t readLimit_ = ~uint64_t{0};
+  uint64_t lastValid_ = 0;   // stream offset of the start validInside() last found
+  uint64_t validAhead_ = 0;  // a valid start at the end of the input, once found
   counts_t counts_;
   std::function<void(const loss_t&)> onLoss_;
   std::function<void()> onWait_;

@@ -100,4 +100,32 @@ class VXTRACE_API VXPMessageBase : public MessageBase {
   // when prefix and text lie inside the payload.
   bool readText(std::size_t offset, unsigned width, std::string& text, std::size_t& next) const;
   void appendText(const std::string& text, unsigned width);
+
+  // The field list that the request and response templates share: a value appended in its own
+  // width, or taken back from offset; a payload too short for it clears the valid flag.
+  template <typename T>
+  void appendValue(T v) {
+    appendField(static_cast<uint64_t>(v), sizeof(T));
+  }
+  template <typename T>
+  void takeValue(std::size_t offset, T& v) {
+    uint64_t x = 0;
+    if (readField(offset, sizeof(T), x)) {
+      v = static_cast<T>(x);
+    } else {
+      valid = false;
+    }
+  }
+  // The whole payload as a sequence of T; a trailing part of an element clears the valid flag.
+  template <typename T>
+  void takeValues(std::vector<T>& values) {
+    uint64_t x = 0;
+    for (std::size_t pos = 0; readField(pos, sizeof(T), x); pos += sizeof(T)) {
+      values.push_back(static_cast<T>(x));
+    }
+    if (payload.size() % sizeof(T) != 0) valid = false;
+  }
+  void takeText(std::size_t offset, unsigned width, std::string& text, std::size_t& next) {
+    if (!readText(offset, width, text, next)) valid = false;
+  }
 };

@@ -33,18 +33,11 @@ class VXTRACE_API SimpleMessageRequest : public VXPMessageRequest {
 template <vxpMsgID_t ID, typename T>
 class VXTRACE_API Simple1MessageRequest : public VXPMessageRequest {
  public:
-  explicit Simple1MessageRequest(T v) : VXPMessageRequest(ID), value(v) {
-    appendField(static_cast<uint64_t>(v), sizeof(T));
-  }
+  explicit Simple1MessageRequest(T v) : VXPMessageRequest(ID), value(v) { appendValue(v); }
   // A payload shorter than T leaves the value 0 and clears the valid flag.
   Simple1MessageRequest(const uint8_t* data, unsigned int length)
       : VXPMessageRequest(ID, data, length) {
-    uint64_t v = 0;
-    if (readField(0, sizeof(T), v)) {
-      value = static_cast<T>(v);
-    } else {
-      valid = false;
-    }
+    takeValue(0, value);
   }
   MessageBase* clone() const override { return new Simple1MessageRequest(*this); }
   T getValue() const { return value; }
@@ -58,16 +51,11 @@ template <vxpMsgID_t ID, typename T1, typename T2>
 class VXTRACE_API Simple2MessageRequest : public Simple1MessageRequest<ID, T1> {
  public:
   Simple2MessageRequest(T1 v1, T2 v2) : Simple1MessageRequest<ID, T1>(v1), value2(v2) {
-    this->appendField(static_cast<uint64_t>(v2), sizeof(T2));
+    this->appendValue(v2);
   }
   Simple2MessageRequest(const uint8_t* data, unsigned int length)
       : Simple1MessageRequest<ID, T1>(data, length) {
-    uint64_t v = 0;
-    if (this->readField(sizeof(T1), sizeof(T2), v)) {
-      value2 = static_cast<T2>(v);
-    } else {
-      this->valid = false;
-    }
+    this->takeValue(sizeof(T1), value2);
   }
   MessageBase* clone() const override { return new Simple2MessageRequest(*this); }
   T2 getValue2() const { return value2; }
@@ -85,16 +73,11 @@ class VXTRACE_API Simple3MessageRequest : public Simple2MessageRequest<ID, T1, T
  public:
   Simple3MessageRequest(T1 v1, T2 v2, T3 v3)
       : Simple2MessageRequest<ID, T1, T2>(v1, v2), value3(v3) {
-    this->appendField(static_cast<uint64_t>(v3), sizeof(T3));
+    this->appendValue(v3);
   }
   Simple3MessageRequest(const uint8_t* data, unsigned int length)
       : Simple2MessageRequest<ID, T1, T2>(data, length) {
-    uint64_t v = 0;
-    if (this->readField(sizeof(T1) + sizeof(T2), sizeof(T3), v)) {
-      value3 = static_cast<T3>(v);
-    } else {
-      this->valid = false;
-    }
+    this->takeValue(sizeof(T1) + sizeof(T2), value3);
   }
   MessageBase* clone() const override { return new Simple3MessageRequest(*this); }
   T3 getValue3() const { return value3; }
@@ -118,9 +101,7 @@ class VXTRACE_API Simple2SMessageRequest : public Simple1MessageRequest<ID, T> {
   Simple2SMessageRequest(const uint8_t* data, unsigned int length)
       : Simple1MessageRequest<ID, T>(data, length) {
     std::size_t next = 0;
-    if (this->payload.size() != sizeof(T) && !this->readText(sizeof(T), 1, text, next)) {
-      this->valid = false;
-    }
+    if (this->payload.size() != sizeof(T)) this->takeText(sizeof(T), 1, text, next);
   }
   MessageBase* clone() const override { return new Simple2SMessageRequest(*this); }
   const std::string& getText() const { return text; }
@@ -142,7 +123,7 @@ class VXTRACE_API StringMessageRequest : public VXPMessageRequest {
   }
   StringMessageRequest(const uint8_t* data, unsigned int length)
       : VXPMessageRequest(ID, data, length) {
-    if (!readText(0, N, text, textEnd)) valid = false;
+    takeText(0, N, text, textEnd);
   }
   MessageBase* clone() const override { return new StringMessageRequest(*this); }
   const std::string& getText() const { return text; }
@@ -163,7 +144,7 @@ class VXTRACE_API String2MessageRequest : public StringMessageRequest<ID, N1> {
   String2MessageRequest(const uint8_t* data, unsigned int length)
       : StringMessageRequest<ID, N1>(data, length) {
     std::size_t next = 0;
-    if (this->valid && !this->readText(this->textEnd, N2, text2, next)) this->valid = false;
+    if (this->valid) this->takeText(this->textEnd, N2, text2, next);
   }
   MessageBase* clone() const override { return new String2MessageRequest(*this); }
   const std::string& getText2() const { return text2; }
@@ -181,15 +162,11 @@ template <vxpMsgID_t ID, typename T>
 class VXTRACE_API SimpleVectorMessageRequest : public VXPMessageRequest {
  public:
   explicit SimpleVectorMessageRequest(const std::vector<T>& v) : VXPMessageRequest(ID), values(v) {
-    for (T e : v) appendField(static_cast<uint64_t>(e), sizeof(T));
+    for (T e : v) appendValue(e);
   }
   SimpleVectorMessageRequest(const uint8_t* data, unsigned int length)
       : VXPMessageRequest(ID, data, length) {
-    uint64_t v = 0;
-    for (std::size_t pos = 0; readField(pos, sizeof(T), v); pos += sizeof(T)) {
-      values.push_back(static_cast<T>(v));
-    }
-    if (payload.size() % sizeof(T) != 0) valid = false;
+    takeValues(values);
   }
   MessageBase* clone() const override { return new SimpleVectorMessageRequest(*this); }
   const std::vector<T>& getValues() const { return values; }
@@ -216,17 +193,11 @@ template <vxpMsgID_t ID, typename T>
 class VXTRACE_API Simple1MessageResponse : public VXPMessageResponse {
  public:
   Simple1MessageResponse(msgStatus_t s, T v) : VXPMessageResponse(ID, s), value(v) {
-    appendField(static_cast<uint64_t>(v), sizeof(T));
+    appendValue(v);
   }
   Simple1MessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : VXPMessageResponse(ID, s, data, length) {
-    uint64_t v = 0;
-    if (status != VXPSTATUS_OK) return;
-    if (readField(0, sizeof(T), v)) {
-      value = static_cast<T>(v);
-    } else {
-      valid = false;
-    }
+    if (status == VXPSTATUS_OK) takeValue(0, value);
   }
   MessageBase* clone() const override { return new Simple1MessageResponse(*this); }
   T getValue() const { return value; }
@@ -241,17 +212,11 @@ class VXTRACE_API Simple2MessageResponse : public Simple1MessageResponse<ID, T1>
  public:
   Simple2MessageResponse(msgStatus_t s, T1 v1, T2 v2)
       : Simple1MessageResponse<ID, T1>(s, v1), value2(v2) {
-    this->appendField(static_cast<uint64_t>(v2), sizeof(T2));
+    this->appendValue(v2);
   }
   Simple2MessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : Simple1MessageResponse<ID, T1>(s, data, length) {
-    uint64_t v = 0;
-    if (this->status != VXPSTATUS_OK) return;
-    if (this->readField(sizeof(T1), sizeof(T2), v)) {
-      value2 = static_cast<T2>(v);
-    } else {
-      this->valid = false;
-    }
+    if (this->status == VXPSTATUS_OK) this->takeValue(sizeof(T1), value2);
   }
   MessageBase* clone() const override { return new Simple2MessageResponse(*this); }
   T2 getValue2() const { return value2; }
@@ -269,17 +234,11 @@ class VXTRACE_API Simple3MessageResponse : public Simple2MessageResponse<ID, T1,
  public:
   Simple3MessageResponse(msgStatus_t s, T1 v1, T2 v2, T3 v3)
       : Simple2MessageResponse<ID, T1, T2>(s, v1, v2), value3(v3) {
-    this->appendField(static_cast<uint64_t>(v3), sizeof(T3));
+    this->appendValue(v3);
   }
   Simple3MessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : Simple2MessageResponse<ID, T1, T2>(s, data, length) {
-    uint64_t v = 0;
-    if (this->status != VXPSTATUS_OK) return;
-    if (this->readField(sizeof(T1) + sizeof(T2), sizeof(T3), v)) {
-      value3 = static_cast<T3>(v);
-    } else {
-      this->valid = false;
-    }
+    if (this->status == VXPSTATUS_OK) this->takeValue(sizeof(T1) + sizeof(T2), value3);
   }
   MessageBase* clone() const override { return new Simple3MessageResponse(*this); }
   T3 getValue3() const { return value3; }
@@ -303,9 +262,7 @@ class VXTRACE_API Simple2SMessageResponse : public Simple1MessageResponse<ID, T>
   Simple2SMessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : Simple1MessageResponse<ID, T>(s, data, length) {
     std::size_t next = 0;
-    if (this->status == VXPSTATUS_OK && !this->readText(sizeof(T), N, text, next)) {
-      this->valid = false;
-    }
+    if (this->status == VXPSTATUS_OK) this->takeText(sizeof(T), N, text, next);
   }
   MessageBase* clone() const override { return new Simple2SMessageResponse(*this); }
   const std::string& getText() const { return text; }
@@ -326,7 +283,7 @@ class VXTRACE_API StringMessageResponse : public VXPMessageResponse {
   }
   StringMessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : VXPMessageResponse(ID, s, data, length) {
-    if (status == VXPSTATUS_OK && !readText(0, N, text, textEnd)) valid = false;
+    if (status == VXPSTATUS_OK) takeText(0, N, text, textEnd);
   }
   MessageBase* clone() const override { return new StringMessageResponse(*this); }
   const std::string& getText() const { return text; }
@@ -369,16 +326,11 @@ class VXTRACE_API SimpleVectorMessageResponse : public VXPMessageResponse {
  public:
   SimpleVectorMessageResponse(msgStatus_t s, const std::vector<T>& v)
       : VXPMessageResponse(ID, s), values(v) {
-    for (T e : v) appendField(static_cast<uint64_t>(e), sizeof(T));
+    for (T e : v) appendValue(e);
   }
   SimpleVectorMessageResponse(msgStatus_t s, const uint8_t* data, unsigned int length)
       : VXPMessageResponse(ID, s, data, length) {
-    if (status != VXPSTATUS_OK) return;
-    uint64_t v = 0;
-    for (std::size_t pos = 0; readField(pos, sizeof(T), v); pos += sizeof(T)) {
-      values.push_back(static_cast<T>(v));
-    }
-    if (payload.size() % sizeof(T) != 0) valid = false;
+    if (status == VXPSTATUS_OK) takeValues(values);
   }
   MessageBase* clone() const override { return new SimpleVectorMessageResponse(*this); }
   const std::vector<T>& getValues() const { return values; }

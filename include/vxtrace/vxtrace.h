@@ -17,6 +17,7 @@
 #include "vxtrace/CCP_DTO_Message.h"
 #include "vxtrace/CascadeMessage.h"
 #include "vxtrace/ContainerMessage.h"
+#include "vxtrace/DiagnosticRecord.h"
 #include "vxtrace/ECLMessage.h"
 #include "vxtrace/EcuLogMessage.h"
 #include "vxtrace/EofMessage.h"

@@ -5,6 +5,7 @@
 
 #include "bus/CANCommon.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 
 using namespace vxtrace::detail;
 
@@ -15,12 +16,6 @@ constexpr uint32_t kWordExtended = 0x80000000u;
 constexpr uint32_t kWordFd = 0x40000000u;
 constexpr uint32_t kWordBit29 = 0x20000000u;
 constexpr uint32_t kWordIdBits = 0x3FFFFFFFu;
-
-[[noreturn]] void throwEnum(const char* name, uint16_t value) {
-  InvalidMessageException e(invalidEnumValue, name);
-  e.value = value;
-  throw e;
-}
 
 uint32_t typeBits(cantype_t type) {
   switch (type) {
@@ -66,13 +61,13 @@ CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned
   const uint8_t frameByte = r.u8();
   state = r.u8();
   length = r.u8();
-  if (frameByte > CAN_FRAME_TXREQUEST) throwEnum("canframe_t", frameByte);
+  if (frameByte > CAN_FRAME_TXREQUEST) throwBadEnum("canframe_t", frameByte);
   // The value reported is the frame byte, not the state byte; long-standing behaviour, kept.
-  if ((state & kCanStateReservedMask) != 0) throwEnum("canstaterr_t", frameByte);
+  if ((state & kCanStateReservedMask) != 0) throwBadEnum("canstaterr_t", frameByte);
   frame = static_cast<canframe_t>(frameByte);
   if (!carriesIdentifier()) return;  // length stays as read, id 0, type as constructed
   const uint32_t word = r.be32();
-  if ((word & kWordBit29) != 0) throwEnum("CAN-ID bit 29 set", 0);
+  if ((word & kWordBit29) != 0) throwBadEnum("CAN-ID bit 29 set", 0);
   type = getCANTypeFromFrame(word);
   id = (type == CAN_TYPE_EXTENDED || type == CAN_TYPE_FD_EXT) ? (word & 0x1FFFFFFFu)
                                                               : (word & 0x7FFu);

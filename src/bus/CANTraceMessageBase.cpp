@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "util/EnumName.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 #include "vxtrace/PlatformUtil.h"
 
@@ -15,17 +17,15 @@ const char* const kStateErrNames[] = {"NO",   "STUFF", "FORMAT", "ACK",
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, canframe_t frame) {
-  return os << (frame < 4 ? kFrameNames[frame] : "<UNKNOWN>");
+  return vxtrace::detail::printEnumName(os, frame, kFrameNames, "<UNKNOWN>");
 }
 
 std::ostream& operator<<(std::ostream& os, cantype_t type) {
-  return os << (type < 4 ? kTypeNames[type] : "UNKNOWN");
+  return vxtrace::detail::printEnumName(os, type, kTypeNames, "UNKNOWN");
 }
 
 std::ostream& operator<<(std::ostream& os, canstaterr_t err) {
-  if (err < 8) return os << kStateErrNames[err];
-  printUnknownEnum(os, static_cast<int>(err));
-  return os;
+  return vxtrace::detail::printEnumName(os, err, kStateErrNames);
 }
 
 const uint8_t CANTraceMessageBase::numDlcBytes[16] = {0, 1,  2,  3,  4,  5,  6,  7,
@@ -60,8 +60,7 @@ std::string CANTraceMessageBase::getSourceChannel() const {
 }
 
 uint64_t CANTraceMessageBase::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) |
-         (static_cast<uint32_t>(BUSID_CAN) << 8 | channel);
+  return vxtrace::detail::sourceChannelKey(sourceWord, BUSID_CAN, channel);
 }
 
 bool CANTraceMessageBase::equal(const CANTraceMessageBase& other) const {

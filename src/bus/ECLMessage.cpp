@@ -1,6 +1,7 @@
 #include "vxtrace/ECLMessage.h"
 
 #include "util/EnumName.h"
+#include "util/Reject.h"
 #include "util/Record.h"
 #include "vxtrace/BusId.h"
 
@@ -29,9 +30,7 @@ ECLMessage::ECLMessage(const unsigned char* data, unsigned int length)
   readFrameHeader(in, *this);
   const uint8_t typeByte = in.u8();
   if (typeByte > ECL_UNDEF_PULSE) {
-    InvalidMessageException e(invalidEnumValue, "eclMsg_t");
-    e.value = typeByte;
-    throw e;
+    throwBadEnum("eclMsg_t", typeByte);
   }
   type = static_cast<eclMsg_t>(typeByte);
   // The length is checked only for the type byte; value bytes the frame lacks read as 0.
@@ -88,5 +87,5 @@ void ECLMessage::print(std::ostream& os) const {
 std::string ECLMessage::getSourceChannel() const { return "ECL"; }
 
 uint64_t ECLMessage::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) | (static_cast<uint32_t>(BUSID_ECL) << 8);
+  return sourceChannelKey(sourceWord, BUSID_ECL, 0);
 }

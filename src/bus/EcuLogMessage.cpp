@@ -1,6 +1,7 @@
 #include "vxtrace/EcuLogMessage.h"
 
 #include "util/EnumName.h"
+#include "util/Reject.h"
 #include "util/Record.h"
 #include "vxtrace/BusId.h"
 #include "vxtrace/PlatformUtil.h"
@@ -11,11 +12,6 @@ namespace {
 const char* const kTypeNames[] = {"INFO", "ERROR", "WARNING", "TX", "RX"};
 const char* const kProtocolNames[] = {"UNKNOWN", "CCP", "XCP", "UDS", "OBD", "KWP"};
 
-[[noreturn]] void rejectEnum(const char* name, uint8_t value) {
-  InvalidMessageException e(invalidEnumValue, name);
-  e.value = value;
-  throw e;
-}
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, EcuLogMessage::ecuLogMsg_t type) {
@@ -41,8 +37,8 @@ EcuLogMessage::EcuLogMessage(const unsigned char* data, unsigned int length)
   readFrameHeader(in, *this);
   const uint8_t typeByte = in.u8();
   const uint8_t protocolByte = in.u8();
-  if (typeByte > RX) rejectEnum("ecuLogMsg_t", typeByte);
-  if (protocolByte > KWP) rejectEnum("protocolType_t", protocolByte);
+  if (typeByte > RX) throwBadEnum("ecuLogMsg_t", typeByte);
+  if (protocolByte > KWP) throwBadEnum("protocolType_t", protocolByte);
   msgType = static_cast<ecuLogMsg_t>(typeByte);
   protocol = static_cast<protocolType_t>(protocolByte);
   channel = in.u8();
@@ -89,8 +85,7 @@ std::string EcuLogMessage::getSourceChannel() const {
 
 uint64_t EcuLogMessage::getSourceChannelID() const {
   if (!isCcpXcp(protocol)) return ~0ULL;
-  return (static_cast<uint64_t>(sourceWord) << 32) | (static_cast<uint32_t>(BUSID_CCP_XCP) << 8) |
-         channel;
+  return sourceChannelKey(sourceWord, BUSID_CCP_XCP, channel);
 }
 
 void EcuLogMessage::cascadeChannel(unsigned short offset) {

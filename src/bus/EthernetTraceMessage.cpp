@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 #include "vxtrace/EthernetConfig.h"
 #include "vxtrace/EthernetTraceMessage_RX.h"
@@ -59,27 +60,22 @@ EthernetTraceMessage::EthernetTraceMessage(msgid_t msgid, unsigned long long ts,
 EthernetTraceMessage::EthernetTraceMessage(msgid_t msgid, const unsigned char* bytes,
                                            unsigned int length)
     : EthernetTraceMessage(msgid, 0, 0, ETH_PROTO_KESTREL, {}) {
-  // The payload of DLT and generic records runs to the end the size field declares, but never
-  // past the given length.
-  const std::size_t end = std::min<std::size_t>(ByteReader(bytes, length).be16() + 2u, length);
+  // The payload of DLT and generic records runs to the end the size field declares; declared
+  // bytes missing from the given length read as zero (at most 64 KiB, bounded by the field).
+  const std::size_t end = ByteReader(bytes, length).be16() + 2u;
   ByteReader in(bytes, length);
   readFrameHeader(in, *this);
   channel = in.u8();
   const uint8_t proto = in.u8();
   if (proto > kLastProto) {
-    InvalidMessageException e(invalidEnumValue, "ethernetproto_t");
-    e.value = proto;
-    throw e;
+    throwBadEnum("ethernetproto_t", proto);
   }
   protocol = static_cast<ethernetproto_t>(proto);
   if (protocol == ETH_PROTO_MII) {
     in.skip(3);
     miiStatus = in.u8();
-    // The announced length, as far as the frame holds it.
-    const uint16_t announced = in.be16();
-    const std::size_t n = std::min<std::size_t>(announced, in.remaining());
-    const uint8_t* p = in.bytes(n);
-    if (p != nullptr) data.assign(p, p + n);
+    data.assign(in.be16(), 0);  // the announced length; missing bytes read as zero
+    in.bytes(data.data(), data.size());
     return;
   }
   if (protocol == ETH_PROTO_DLT) {
@@ -87,9 +83,12 @@ EthernetTraceMessage::EthernetTraceMessage(msgid_t msgid, const unsigned char* b
     in.bytes(id, sizeof id);
     ecuId = paddedEcuId(std::string(id, strnlen(id, sizeof id)));
   }
-  const std::size_t n = end > in.position() ? end - in.position() : 0;
-  const uint8_t* p = in.bytes(n);
-  if (p != nullptr) data.assign(p, p + n);
+  // From its fixed offset, not the reader's: a frame cut inside the header still has the
+  // payload its size field declares.
+  const std::size_t start = protocol == ETH_PROTO_DLT ? 20 : 16;
+  data.assign(end > start ? end - start : 0, 0);
+  in.skip(start - in.position());
+  in.bytes(data.data(), data.size());
 }
 
 void EthernetTraceMessage::setEcuId(const char* text) {
@@ -165,8 +164,7 @@ std::string EthernetTraceMessage::getSourceChannel() const {
 }
 
 uint64_t EthernetTraceMessage::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) |
-         (static_cast<uint32_t>(BUSID_ETHERNET) << 8 | channel);
+  return sourceChannelKey(sourceWord, BUSID_ETHERNET, channel);
 }
 
 void EthernetTraceMessage::cascadeChannel(unsigned short offset) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 
 using namespace vxtrace::detail;
@@ -116,8 +117,7 @@ std::string FlexRayTraceMessage::getSourceChannel() const {
 }
 
 uint64_t FlexRayTraceMessage::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) |
-         (static_cast<uint32_t>(BUSID_FLEXRAY) << 8 | (frame.cycleWord >> 13));
+  return sourceChannelKey(sourceWord, BUSID_FLEXRAY, frame.cycleWord >> 13);
 }
 
 void FlexRayTraceMessage::cascadeChannel(unsigned short offset) {

@@ -2,6 +2,7 @@
 
 #include "util/EnumName.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 
 using namespace vxtrace::detail;
 
@@ -31,14 +32,10 @@ KeyboardMessage::KeyboardMessage(const unsigned char* data, unsigned int length)
   const uint8_t codeByte = in.u8();
   const uint8_t stateByte = in.u8();
   if (codeByte > KEY_STOP) {
-    InvalidMessageException e(invalidEnumValue, "keyCode_t");
-    e.value = codeByte;
-    throw e;
+    throwBadEnum("keyCode_t", codeByte);
   }
   if (stateByte > KEY_TOGGLED) {
-    InvalidMessageException e(invalidEnumValue, "keyState_t");
-    e.value = stateByte;
-    throw e;
+    throwBadEnum("keyState_t", stateByte);
   }
   code = static_cast<keyCode_t>(codeByte);
   state = static_cast<keyState_t>(stateByte);

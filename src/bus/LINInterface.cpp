@@ -1,5 +1,6 @@
 #include "vxtrace/LINInterface.h"
 
+#include "util/EnumName.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/PlatformUtil.h"
 
@@ -8,11 +9,7 @@ const char* const kLinVersionNames[] = {"dontcare", "1.3", "2.0", "2.1"};
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, const linVersion_t& version) {
-  if (version < sizeof kLinVersionNames / sizeof kLinVersionNames[0]) {
-    return os << kLinVersionNames[version];
-  }
-  printUnknownEnum(os, static_cast<int>(version));
-  return os;
+  return vxtrace::detail::printEnumName(os, version, kLinVersionNames);
 }
 
 const std::string linInterface_t::LIN_DEFAULT_NAME = "LIN";

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 
 using namespace vxtrace::detail;
@@ -65,9 +66,7 @@ LINTraceMessage::LINTraceMessage(const unsigned char* bytes, unsigned int length
     kind = KIND_WAKEUP;
     return;
   }
-  if (length <= kLinFixedFrame) {
-    throw InvalidMessageException(invalidLength, "Invalid LIN message length");
-  }
+  requireLength(length, kLinFixedFrame + 1, "Invalid LIN message length");
   breakTime = in.be16();
   delimiterTime = in.be16();
   headerTime = in.be16();
@@ -142,8 +141,7 @@ std::string LINTraceMessage::getSourceChannel() const {
 }
 
 uint64_t LINTraceMessage::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) |
-         (static_cast<uint32_t>(BUSID_LIN) << 8 | channel);
+  return sourceChannelKey(sourceWord, BUSID_LIN, channel);
 }
 
 void LINTraceMessage::cascadeChannel(unsigned short offset) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 #include "vxtrace/PlatformUtil.h"
 
@@ -27,9 +28,7 @@ TTYTraceMessage::TTYTraceMessage(const unsigned char* data, unsigned int length)
   channel = in.u8();
   const uint8_t protoByte = in.u8();
   if (protoByte > TTY_QXDM_BIN) {
-    InvalidMessageException e(invalidEnumValue, "ttyproto_t");
-    e.value = protoByte;
-    throw e;
+    throwBadEnum("ttyproto_t", protoByte);
   }
   proto = static_cast<ttyproto_t>(protoByte);
   // A data length beyond the frame is cut at the frame's end.
@@ -76,8 +75,7 @@ std::string TTYTraceMessage::getSourceChannel() const {
 }
 
 uint64_t TTYTraceMessage::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) | (static_cast<uint32_t>(BUSID_TTY) << 8) |
-         channel;
+  return sourceChannelKey(sourceWord, BUSID_TTY, channel);
 }
 
 const char* TTYTraceMessage::getTTYprotoname(ttyproto_t p) {

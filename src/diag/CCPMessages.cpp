@@ -4,6 +4,7 @@
 
 #include "diag/DiagNames.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusId.h"
 #include "vxtrace/CCP_CRO_Message.h"
 #include "vxtrace/CCP_DTO_Message.h"
@@ -65,9 +66,7 @@ void decode(M& m, const unsigned char* data, unsigned int length) {
   m.channel = channelFrame >> 4;
   const uint8_t frame = channelFrame & 0x0F;
   if (frame > CAN_FRAME_TXREQUEST) {
-    InvalidMessageException e(invalidEnumValue, "canframe_t");
-    e.value = frame;
-    throw e;
+    throwBadEnum("canframe_t", frame);
   }
   m.frame = static_cast<canframe_t>(frame);
   const uint8_t typeLength = in.u8();
@@ -137,8 +136,7 @@ std::string sourceChannel(uint8_t ecu) {
 }
 
 uint64_t sourceChannelId(const MessageBase& m, uint8_t ecu) {
-  return static_cast<uint64_t>(m.sourceWord) << 32 |
-         (static_cast<uint32_t>(BUSID_CCP_XCP) << 8 | ecu);
+  return sourceChannelKey(m.sourceWord, BUSID_CCP_XCP, ecu);
 }
 
 // Length, data and link, the tail of both lines.

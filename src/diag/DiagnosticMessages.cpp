@@ -1,6 +1,7 @@
 // The traced diagnostic requests and responses of KWP2000 and UDS. All four share one body (a
 // service byte and the rest of the message) and differ in identifier, names and prefix.
 #include <iomanip>
+#include <type_traits>
 
 #include "diag/DiagNames.h"
 #include "util/Record.h"
@@ -54,32 +55,6 @@ const CodeName kUdsErrors[] = {{0x00, "UDS_NO_ERR"},
 constexpr uint8_t kNegativeResponse = 0x7F;
 constexpr uint8_t kPositiveOffset = 0x40;
 
-// Header, service byte, and the rest of the frame as data.
-uint8_t readBody(MessageBase& msg, std::vector<uint8_t>& data, const unsigned char* bytes,
-                 unsigned int length) {
-  ByteReader in(bytes, length);
-  readFrameHeader(in, msg);
-  const uint8_t service = in.u8();
-  const std::size_t n = in.remaining();
-  const uint8_t* rest = in.bytes(n);
-  data.assign(rest, rest + n);
-  return service;
-}
-
-unsigned int writeBody(const MessageBase& msg, uint8_t service, const std::vector<uint8_t>& data,
-                       unsigned char*& out, unsigned int room, bool withSync) {
-  if (msg.getSize() > 0xFFFF) return 0;  // the size field could not say it
-  const unsigned int written = writeRecord(msg, out, room, withSync, [&](ByteWriter& w) {
-    w.u8(service);
-    w.bytes(data.data(), data.size());
-  });
-  return written == 0 ? 0 : msg.getSize();
-}
-
-unsigned int bodySize(const std::vector<uint8_t>& data) {
-  return 13 + static_cast<unsigned int>(data.size());
-}
-
 // "[n b1 b2 ...]": the data length in decimal, then the bytes in two-digit hexadecimal.
 void printData(std::ostream& os, const std::vector<uint8_t>& data) {
   os << '[' << data.size();
@@ -91,9 +66,13 @@ void printData(std::ostream& os, const std::vector<uint8_t>& data) {
 
 // "NEG <service> <code>" for a negative response (0x7F, the refused service, the code), "POS
 // <service>" for a positive one (the service byte plus 0x40), else the byte itself.
-template <std::size_t S, std::size_t E>
-void printResponse(std::ostream& os, uint8_t response, const std::vector<uint8_t>& data,
-                   const CodeName (&services)[S], const CodeName (&errors)[E]) {
+template <typename Response, std::size_t S, std::size_t E>
+void printResponseLine(std::ostream& os, const Response& m, const char* tag,
+                       const CodeName (&services)[S], const CodeName (&errors)[E]) {
+  RecordLine line(os, m);
+  const uint8_t response = m.response;
+  const std::vector<uint8_t>& data = m.data;
+  os << tag;
   if (response == kNegativeResponse) {
     os << "NEG";
     if (data.size() >= 2) {
@@ -109,10 +88,9 @@ void printResponse(std::ostream& os, uint8_t response, const std::vector<uint8_t
     os << "0x" << std::hex << std::setfill('0') << std::setw(2) << unsigned{response} << std::dec
        << std::setfill(' ');
   }
+  os << "] ";
+  printData(os, data);
 }
-
-// Length below the header plus the service byte: no record.
-bool tooShort(unsigned int length) { return length < 15; }
 
 }  // namespace
 
@@ -129,35 +107,68 @@ std::ostream& operator<<(std::ostream& os, UDSResponse::resErr_t code) {
   return printNameOrUnknown(os, kUdsErrors, static_cast<int>(code));
 }
 
-// The four classes differ only in the pieces below.
-#define VXTRACE_DIAG_RECORD(Class, Id, Field, FieldType, WireCast)                              \
-  Class::Class(unsigned long long ts, FieldType v, const std::vector<uint8_t>& bytes)           \
-      : MessageBase(Id, ts), Field(v), data(bytes) {}                                           \
+namespace vxtrace::detail {
+
+// The one implementation of the four classes; Field is the member holding the first body byte.
+template <typename Class, msgid_t Id, auto Field>
+struct DiagnosticRecord {
+  static void read(Class& m, const unsigned char* bytes, unsigned int length) {
+    ByteReader in(bytes, length);
+    readFrameHeader(in, m);
+    using FieldType = std::remove_reference_t<decltype(m.*Field)>;
+    m.*Field = static_cast<FieldType>(in.u8());
+    const std::size_t n = in.remaining();
+    const uint8_t* rest = in.bytes(n);
+    m.data.assign(rest, rest + n);
+  }
+  // Below the header plus the first byte: no record, and no exception.
+  static MessageBase* create(const unsigned char* bytes, unsigned int length) {
+    return length < 15 ? nullptr : new Class(bytes, length);
+  }
+  static unsigned int write(const Class& m, unsigned char*& out, unsigned int room, bool withSync) {
+    const unsigned int written = writeRecord(m, out, room, withSync, [&](ByteWriter& w) {
+      w.u8(static_cast<uint8_t>(m.*Field));
+      w.bytes(m.data.data(), m.data.size());
+    });
+    return written == 0 ? 0 : m.getSize();
+  }
+  static unsigned int size(const Class& m) { return 13 + static_cast<unsigned int>(m.data.size()); }
+  static bool equal(const Class& m, const MessageBase& other) {
+    auto* o = sameClass(m, other);
+    return o != nullptr && o->*Field == m.*Field && o->data == m.data &&
+           o->timeStamp == m.timeStamp;
+  }
+};
+
+}  // namespace vxtrace::detail
+
+#define VXTRACE_DIAGNOSTIC_RECORD(Class, Id, Field)                                             \
+  using Class##Impl = DiagnosticRecord<Class, Id, &Class::Field>;                               \
+  Class::Class(unsigned long long ts, decltype(Class::Field) value,                             \
+               const std::vector<uint8_t>& bytes)                                               \
+      : MessageBase(Id, ts), Field(value), data(bytes) {}                                       \
   Class::Class(const unsigned char* bytes, unsigned int length) : MessageBase(Id, 0), Field() { \
-    Field = static_cast<FieldType>(readBody(*this, data, bytes, length));                       \
+    Class##Impl::read(*this, bytes, length);                                                    \
   }                                                                                             \
   MessageBase* Class::readFromByteArray(const unsigned char* bytes, unsigned int length) {      \
-    return tooShort(length) ? nullptr : new Class(bytes, length);                               \
+    return Class##Impl::create(bytes, length);                                                  \
   }                                                                                             \
   VXTRACE_RECORD_CLONE(Class)                                                                   \
   VXTRACE_RECORD_TEXT(Class)                                                                    \
   unsigned int Class::writeToByteArray(unsigned char*& out, unsigned int room, bool withSync)   \
       const {                                                                                   \
-    return writeBody(*this, WireCast(Field), data, out, room, withSync);                        \
+    return Class##Impl::write(*this, out, room, withSync);                                      \
   }                                                                                             \
-  unsigned int Class::getSize() const { return bodySize(data); }                                \
+  unsigned int Class::getSize() const { return Class##Impl::size(*this); }                      \
   bool Class::operator==(const MessageBase& other) const {                                      \
-    auto* o = sameClass(*this, other);                                                          \
-    return o != nullptr && o->Field == Field && o->data == data && o->timeStamp == timeStamp;   \
+    return Class##Impl::equal(*this, other);                                                    \
   }
 
-#define VXTRACE_TO_BYTE(v) static_cast<uint8_t>(v)
-VXTRACE_DIAG_RECORD(KWP2000Request, MSGID_KWP2000_REQUEST, sid, kwpSid_t, VXTRACE_TO_BYTE)
-VXTRACE_DIAG_RECORD(KWP2000Response, MSGID_KWP2000_RESPONSE, response, uint8_t, VXTRACE_TO_BYTE)
-VXTRACE_DIAG_RECORD(UDSRequest, MSGID_UDS_REQUEST, sid, udsSid_t, VXTRACE_TO_BYTE)
-VXTRACE_DIAG_RECORD(UDSResponse, MSGID_UDS_RESPONSE, response, uint8_t, VXTRACE_TO_BYTE)
-#undef VXTRACE_TO_BYTE
-#undef VXTRACE_DIAG_RECORD
+VXTRACE_DIAGNOSTIC_RECORD(KWP2000Request, MSGID_KWP2000_REQUEST, sid)
+VXTRACE_DIAGNOSTIC_RECORD(KWP2000Response, MSGID_KWP2000_RESPONSE, response)
+VXTRACE_DIAGNOSTIC_RECORD(UDSRequest, MSGID_UDS_REQUEST, sid)
+VXTRACE_DIAGNOSTIC_RECORD(UDSResponse, MSGID_UDS_RESPONSE, response)
+#undef VXTRACE_DIAGNOSTIC_RECORD
 
 void KWP2000Request::print(std::ostream& os) const {
   RecordLine line(os, *this);
@@ -172,17 +183,9 @@ void UDSRequest::print(std::ostream& os) const {
 }
 
 void KWP2000Response::print(std::ostream& os) const {
-  RecordLine line(os, *this);
-  os << "  KWPRes  | [";
-  printResponse(os, response, data, kKwpServices, kKwpErrors);
-  os << "] ";
-  printData(os, data);
+  printResponseLine(os, *this, "  KWPRes  | [", kKwpServices, kKwpErrors);
 }
 
 void UDSResponse::print(std::ostream& os) const {
-  RecordLine line(os, *this);
-  os << "  UDSRes  | [";
-  printResponse(os, response, data, kUdsServices, kUdsErrors);
-  os << "] ";
-  printData(os, data);
+  printResponseLine(os, *this, "  UDSRes  | [", kUdsServices, kUdsErrors);
 }

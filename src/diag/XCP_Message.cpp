@@ -4,6 +4,7 @@
 
 #include "diag/DiagNames.h"
 #include "util/Diagnostics.h"
+#include "util/Reject.h"
 #include "util/Record.h"
 #include "vxtrace/BusId.h"
 
@@ -175,7 +176,7 @@ void errorLine(const char* text) { errorLog() << "[ERROR] " << text << std::endl
 
 [[noreturn]] void reject(const char* text) {
   errorLine(text);
-  throw InvalidMessageException(invalidLength, text);
+  throwShortBody(text);
 }
 
 // The packet type without the diagnostic lines; report adds them.
@@ -394,9 +395,7 @@ XCP_Message::XCP_Message(const uint8_t* data, unsigned len) : XCP_Message() {
   direction = static_cast<msgDirection_t>(in.u8());
   ecuChannel = in.u8();
   if (transport > TRANSPORT_CAN_FD) {
-    InvalidMessageException e(invalidEnumValue, "transportType_t");
-    e.value = transport;
-    throw e;
+    throwBadEnum("transportType_t", transport);
   }
   transportType = static_cast<transportType_t>(transport);
   header.transportType = transportType;
@@ -634,8 +633,7 @@ std::string XCP_Message::getSourceChannel() const {
 }
 
 uint64_t XCP_Message::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) |
-         (static_cast<uint32_t>(BUSID_CCP_XCP) << 8 | ecuChannel);
+  return sourceChannelKey(sourceWord, BUSID_CCP_XCP, ecuChannel);
 }
 
 void XCP_Message::cascadeChannel(unsigned short ecuOffset, unsigned short canOffset) {

@@ -2,6 +2,7 @@
 // Pieces every MOST record's .cpp shares: the head (type and flags) after the frame header,
 // and the fixed-length frame check.
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/Exceptions.h"
 #include "vxtrace/MOSTTraceMessageBase.h"
 
@@ -20,7 +21,7 @@ inline void writeMostHead(ByteWriter& w, const MOSTTraceMessageBase& msg) {
 
 // A fixed-size record needs its whole frame (header, head and body) or is refused.
 inline void requireFrame(unsigned int length, unsigned int frameLength, const char* text) {
-  if (length < frameLength) throw BufferMismatchException(text);
+  requireLength<BufferMismatchException>(length, frameLength, text);
 }
 
 // The fixed-size records (control, status, allocation map): the whole frame or a refusal, then

@@ -2,9 +2,10 @@
 
 #include <iostream>
 
-#include "core/DecodePolicy.h"
 #include "most/MOSTCommon.h"
 #include "util/Diagnostics.h"
+#include "util/Reject.h"
+#include "vxtrace/BusId.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/MOSTTraceAllocationMapMessage.h"
 #include "vxtrace/MOSTTraceAsynchMessage.h"
@@ -21,11 +22,10 @@ using namespace vxtrace::detail;
 
 namespace {
 
-// The whole frame as an InvalidMessage with the frame's header word, or null when the
-// application asked for no invalid records.
+// The whole frame as an InvalidMessage with the frame's header word. The MOST creator answers
+// with one itself, whatever invalidHandling says.
 MessageBase* invalidMost(const unsigned char* data, unsigned int length, uint16_t headerWord,
                          int cause, const char* enumName = nullptr, uint16_t value = 0) {
-  if (invalidHandling() != 1) return nullptr;
   auto* msg = new InvalidMessage(data, length);
   msg->headerWord = headerWord;
   msg->cause = cause;
@@ -177,5 +177,5 @@ void MOSTTraceMessageBase::print(std::ostream& os) const {
 std::string MOSTTraceMessageBase::getSourceChannel() const { return "MOST25 #0"; }
 
 uint64_t MOSTTraceMessageBase::getSourceChannelID() const {
-  return (static_cast<uint64_t>(sourceWord) << 32) | 0x300u;
+  return sourceChannelKey(sourceWord, BUSID_MOST25, 0);
 }

@@ -157,13 +157,15 @@ unsigned int MOSTTraceAsynchMessage::writeToByteArray(unsigned char*& out, unsig
   // A packet built through the field constructor always holds S − 14 bytes; the bound only
   // matters for a packet vector shortened by hand, whose missing tail goes out as zeros.
   const std::size_t n = std::min<std::size_t>(packet.size(), getSize() - 14);
-  return writeRecord(
+  const unsigned int written = writeRecord(
       *this, out, room, withSync,
       [&](ByteWriter& w) {
         writeMostHead(w, *this);
         w.bytes(packet.data(), n);
       },
       static_cast<unsigned int>(getSize() - 14 - n));
+  // S itself, marker or not, like the fixed-size MOST classes.
+  return written == 0 ? 0 : getSize();
 }
 
 unsigned int MOSTTraceAsynchMessage::getSize() const {

@@ -121,8 +121,6 @@ VXTRACE_RECORD_MEMBERS(ContainerMessage)
 
 unsigned int ContainerMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                 bool withSync) const {
-  // A block too long for the 16-bit size field cannot be framed.
-  if (getSize() > 0xFFFF) return 0;
   const std::size_t n = std::min(channels.size(), kMaxChannels);
   const unsigned int written = writeRecord(*this, out, room, withSync, [&](ByteWriter& w) {
     w.be16(pId);

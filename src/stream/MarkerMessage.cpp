@@ -1,6 +1,7 @@
 #include "vxtrace/MarkerMessage.h"
 
 #include "util/Record.h"
+#include "util/Reject.h"
 
 using namespace vxtrace::detail;
 
@@ -10,7 +11,7 @@ MarkerMessage::MarkerMessage(unsigned long long ts, uint16_t number, unsigned lo
 MarkerMessage::MarkerMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_MARKER, 0), markerNumber(0), markerTime(0) {
   if (length != 14 && length != 16 && length < 24)
-    throw InvalidMessageException(invalidLength, "Invalid MarkerMessage length");
+    throwShortBody("Invalid MarkerMessage length");
   ByteReader in(data, length);
   readFrameHeader(in, *this);
   markerNumber = in.be16();  // 0 from a header-only frame

@@ -1,6 +1,8 @@
 #include "vxtrace/TraceFileMetaInfoMessage.h"
 
+#include "util/EnumName.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/PlatformUtil.h"
 
 using namespace vxtrace::detail;
@@ -32,15 +34,11 @@ bool isMost(busid_t bus) {
 }  // namespace
 
 std::ostream& operator<<(std::ostream& os, Meta::metatype_t t) {
-  if (t < sizeof kTypeNames / sizeof kTypeNames[0]) return os << kTypeNames[t];
-  printUnknownEnum(os, t);
-  return os;
+  return printEnumName(os, t, kTypeNames);
 }
 
 std::ostream& operator<<(std::ostream& os, Meta::cascading_t c) {
-  if (c < sizeof kCascadingNames / sizeof kCascadingNames[0]) return os << kCascadingNames[c];
-  printUnknownEnum(os, c);
-  return os;
+  return printEnumName(os, c, kCascadingNames);
 }
 
 std::ostream& operator<<(std::ostream& os, Meta::DataMixMode m) {
@@ -104,9 +102,7 @@ Meta::TraceFileMetaInfoMessage(const unsigned char* data, unsigned int length)
       dataMixMode = static_cast<DataMixMode>(in.u8());
       break;
     default: {
-      InvalidMessageException e(invalidEnumValue, "metatype_t");
-      e.value = metatype;
-      throw e;
+      throwBadEnum("metatype_t", metatype);
     }
   }
 }

@@ -116,7 +116,14 @@ bool TraceFileReader::refill(std::size_t need) {
       pos_ = 0;
     }
     if (onWait_ && input_->idle()) onWait_();
-    const ssize_t n = input_->read(buffer_.data() + end_, buffer_.size() - end_);
+    const uint64_t left = readLimit_ - std::min(readLimit_, counts_.bytesRead);
+    if (left == 0) {
+      eof_ = true;
+      continue;
+    }
+    const std::size_t room = std::min(buffer_.size() - end_, readSize_);
+    const ssize_t n = input_->read(buffer_.data() + end_,
+                                   static_cast<std::size_t>(std::min<uint64_t>(room, left)));
     if (n > 0) {
       end_ += static_cast<std::size_t>(n);
       counts_.bytesRead += static_cast<uint64_t>(n);
@@ -279,9 +286,21 @@ bool TraceFileReader::validInside(std::size_t from, std::size_t to, bool endingW
       rel = static_cast<std::size_t>(static_cast<const uint8_t*>(hit) - at(0));
     }
     const std::size_t length = validStart(rel);
-    if (length != 0 && (!endingWithin || rel + length <= to)) return true;
+    if (length != 0 && (!endingWithin || rel + length <= to)) {
+      lastValid_ = base_ + pos_ + rel;
+      return true;
+    }
   }
   return false;
+}
+
+// At the end of the input (nothing more arrives), whether a valid record starts after pos_. The
+// start found is kept: a long tail is not searched again from each of its bytes.
+bool TraceFileReader::validAhead() {
+  if (validAhead_ > base_ + pos_) return true;
+  if (!validInside(1, available(), false)) return false;
+  validAhead_ = lastValid_;
+  return true;
 }
 
 void TraceFileReader::releaseHeld(uint64_t offset) {
@@ -320,6 +339,7 @@ void TraceFileReader::closeRun() {
 MessageBase* TraceFileReader::take(MessageBase* msg, std::size_t length) {
   inZeros_ = false;
   recordOffset_ = base_ + pos_;
+  recordLength_ = length;
   if (keepRawData) msg->rawBytes.assign(at(0), at(length));
   pos_ += length;
   ++counts_.records;
@@ -334,7 +354,7 @@ MessageBase* TraceFileReader::next() {
     }
     const bool header = fill(peek());
     const std::size_t length = header ? recordLength(0) : 0;
-    if (length != 0 && !fill(length) && !validInside(1, available(), false)) {
+    if (length != 0 && !fill(length) && !validAhead()) {
       loseTail();  // no valid record starts within what is left
       continue;
     }

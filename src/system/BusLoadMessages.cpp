@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <sstream>
 
+#include "util/EnumName.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/BusLoadExtMessage.h"
 #include "vxtrace/BusLoadMessage.h"
 #include "vxtrace/PlatformUtil.h"
@@ -20,10 +22,35 @@ void checkRoom(const char* who, unsigned int size, unsigned int room) {
   throw e;
 }
 
-void printCounters(std::ostream& os, uint32_t numControl, uint32_t bytesControl, uint32_t numMDP,
-                   uint32_t bytesMDP) {
-  os << ", numControlMsg = " << numControl << ", bytesControlMsg = " << bytesControl
-     << ", numMDPMsg = " << numMDP << ", bytesMDPMsg = " << bytesMDP;
+// The MOST counters both records carry, in wire order: control and MDP messages and bytes,
+// then, on MOST150 (mep), the MEP pair. Record: BusLoadMessage or BusLoadExtMessage.
+template <typename Record>
+void readMostCounters(ByteReader& in, Record& r, bool mep) {
+  r.numControlMsg = in.be32();
+  r.bytesControlMsg = in.be32();
+  r.numMDPMsg = in.be32();
+  r.bytesMDPMsg = in.be32();
+  if (!mep) return;
+  r.numMEPMsg = in.be32();
+  r.bytesMEPMsg = in.be32();
+}
+
+template <typename Record>
+void writeMostCounters(ByteWriter& w, const Record& r, bool mep) {
+  w.be32(r.numControlMsg);
+  w.be32(r.bytesControlMsg);
+  w.be32(r.numMDPMsg);
+  w.be32(r.bytesMDPMsg);
+  if (!mep) return;
+  w.be32(r.numMEPMsg);
+  w.be32(r.bytesMEPMsg);
+}
+
+template <typename Record>
+void printMostCounters(std::ostream& os, const Record& r, bool mep) {
+  os << ", numControlMsg = " << r.numControlMsg << ", bytesControlMsg = " << r.bytesControlMsg
+     << ", numMDPMsg = " << r.numMDPMsg << ", bytesMDPMsg = " << r.bytesMDPMsg;
+  if (mep) os << ", numMEPMsg = " << r.numMEPMsg << ", bytesMEPMsg = " << r.bytesMEPMsg;
 }
 
 }  // namespace
@@ -68,13 +95,7 @@ BusLoadMessage::BusLoadMessage(const unsigned char* data, unsigned int length)
   }
   status = in.u8();
   in.skip(2);
-  numControlMsg = in.be32();
-  bytesControlMsg = in.be32();
-  numMDPMsg = in.be32();
-  bytesMDPMsg = in.be32();
-  if (source != SRC_MOST150) return;
-  numMEPMsg = in.be32();
-  bytesMEPMsg = in.be32();
+  readMostCounters(in, *this, source == SRC_MOST150);
 }
 
 VXTRACE_RECORD_MEMBERS(BusLoadMessage)
@@ -92,13 +113,7 @@ unsigned int BusLoadMessage::writeToByteArray(unsigned char*& out, unsigned int 
                        }
                        w.u8(status);
                        w.zeros(2);
-                       w.be32(numControlMsg);
-                       w.be32(bytesControlMsg);
-                       w.be32(numMDPMsg);
-                       w.be32(bytesMDPMsg);
-                       if (source != SRC_MOST150) return;
-                       w.be32(numMEPMsg);
-                       w.be32(bytesMEPMsg);
+                       writeMostCounters(w, *this, source == SRC_MOST150);
                      }) == 0
              ? 0
              : getSize();
@@ -145,20 +160,13 @@ void BusLoadMessage::print(std::ostream& os) const {
   } else {
     os << ((status & 2) != 0 ? "LIGHT_ON) " : "LIGHT_OFF) ");
   }
-  printCounters(os, numControlMsg, bytesControlMsg, numMDPMsg, bytesMDPMsg);
-  if (source == SRC_MOST150)
-    os << ", numMEPMsg = " << numMEPMsg << ", bytesMEPMsg = " << bytesMEPMsg;
+  printMostCounters(os, *this, source == SRC_MOST150);
 }
 
 std::ostream& operator<<(std::ostream& os, BusLoadMessage::source_t source) {
   static const char* const names[] = {"none",     "CAN",     "Serial", "LIN",   "Camera", "FlexRay",
                                       "Ethernet", "MOST150", "MOST50", "LSCAN", "HSCAN"};
-  if (source < sizeof names / sizeof names[0]) {
-    os << names[source];
-  } else {
-    printUnknownEnum(os, source);
-  }
-  return os;
+  return printEnumName(os, source, names);
 }
 
 // ---- BusLoadExtMessage ---------------------------------------------------------------------
@@ -196,32 +204,22 @@ BusLoadExtMessage::BusLoadExtMessage(const unsigned char* data, unsigned int len
   readFrameHeader(in, *this);
   const uint8_t t = in.u8();
   if (t > BL_XCP_ON_ETH) {
-    InvalidMessageException e(invalidEnumValue, "blType_t");
-    e.value = t;
-    throw e;
+    throwBadEnum("blType_t", t);
   }
   type = static_cast<blType_t>(t);
   const uint8_t b = in.u8();
   if (b >= BUSID_COUNT) {
-    InvalidMessageException e(invalidEnumValue, "busid_t");
-    e.value = b;
-    throw e;
+    throwBadEnum("busid_t", b);
   }
   bus = static_cast<busid_t>(b);
   switch (type) {
     case BL_MOST:
-      in.require(34 - 16, kShort);  // the reader stands at frame offset 16
+      // The reader stands at frame offset 16; MOST150 needs 42 bytes, other buses 34.
+      in.require((bus == BUSID_MOST150 ? 42 : 34) - 16, kShort);
       status = in.u8();
       in.skip(1);
-      numControlMsg = in.be32();
-      bytesControlMsg = in.be32();
-      numMDPMsg = in.be32();
-      bytesMDPMsg = in.be32();
-      if (bus != BUSID_MOST150) return;
-      in.require(42 - 34, kShort);
-      numMEPMsg = in.be32();
-      bytesMEPMsg = in.be32();
-      if (length == 42) return;
+      readMostCounters(in, *this, bus == BUSID_MOST150);
+      if (bus != BUSID_MOST150 || length == 42) return;
       {
         // A frame one byte past 42 reads the word as 0 rather than past its end.
         const uint16_t word = in.be16();
@@ -259,13 +257,8 @@ unsigned int BusLoadExtMessage::writeToByteArray(unsigned char*& out, unsigned i
                  case BL_MOST:
                    w.u8(status);
                    w.u8(0);
-                   w.be32(numControlMsg);
-                   w.be32(bytesControlMsg);
-                   w.be32(numMDPMsg);
-                   w.be32(bytesMDPMsg);
+                   writeMostCounters(w, *this, most150);
                    if (!most150) return;
-                   w.be32(numMEPMsg);
-                   w.be32(bytesMEPMsg);
                    w.be16(
                        static_cast<uint16_t>((numStreamingChannels << 10) + streamingChannelsSize));
                    return;
@@ -309,11 +302,7 @@ bool BusLoadExtMessage::operator==(const MessageBase& other) const {
 void BusLoadExtMessage::print(std::ostream& os) const {
   RecordLine line(os, *this);
   os << "  BUS LOAD    | ";
-  if (type <= BL_XCP_ON_ETH) {
-    os << typeTxt[type];
-  } else {
-    printUnknownEnum(os, type);
-  }
+  printEnumName(os, type, typeTxt);
   os << " bus = " << bus << ", channel=" << static_cast<unsigned int>(channel) << ", ";
   getLoadInformation(os);
 }
@@ -330,11 +319,7 @@ void BusLoadExtMessage::getLoadInformation(std::ostream& os) const {
       return;
     }
     os << v << ' ';
-    if (unit < sizeof unitTxt / sizeof unitTxt[0]) {
-      os << unitTxt[unit];
-    } else {
-      printUnknownEnum(os, unit);
-    }
+    printEnumName(os, unit, unitTxt);
   };
   switch (type) {
     case BL_STD:
@@ -356,10 +341,9 @@ void BusLoadExtMessage::getLoadInformation(std::ostream& os) const {
       } else {
         os << ((status & 1) != 0 ? " (MOST_LOCK)" : " (No Traffic)");
       }
-      printCounters(os, numControlMsg, bytesControlMsg, numMDPMsg, bytesMDPMsg);
+      printMostCounters(os, *this, bus == BUSID_MOST150);
       if (bus == BUSID_MOST150) {
-        os << ", numMEPMsg = " << numMEPMsg << ", bytesMEPMsg = " << bytesMEPMsg
-           << ", numStreamingChannels = " << numStreamingChannels
+        os << ", numStreamingChannels = " << numStreamingChannels
            << ", streamingChannelsSize = " << streamingChannelsSize;
       }
       return;

@@ -1,6 +1,7 @@
 // Notifications of the logger and the bus-status notification read from them.
 #include <algorithm>
 
+#include "util/EnumName.h"
 #include "util/Record.h"
 #include "vxtrace/BusStatusNotificationMessage.h"
 #include "vxtrace/NotificationMessage.h"
@@ -123,10 +124,5 @@ std::ostream& operator<<(std::ostream& os,
                          BusStatusNotificationMessage::notificationBusStatus_t s) {
   static const char* const names[] = {"OK",    "no traffic", "not connected",
                                       "error", "-",          "deactivated"};
-  if (s < sizeof names / sizeof names[0]) {
-    os << names[s];
-  } else {
-    printUnknownEnum(os, s);
-  }
-  return os;
+  return vxtrace::detail::printEnumName(os, s, names);
 }

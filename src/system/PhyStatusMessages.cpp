@@ -1,6 +1,8 @@
 // Ethernet PHY register readings, plain and addressed by device, with the derived link state,
 // signal-quality class and symbol-error count.
+#include "util/EnumName.h"
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/PhyStatusExtMessage.h"
 #include "vxtrace/PhyStatusMessage.h"
 
@@ -68,10 +70,6 @@ std::string channelName(busid_t bus, uint8_t channel) {
   return std::string(getBusIdName(bus)) + " #" + std::to_string(static_cast<unsigned int>(channel));
 }
 
-uint64_t channelKey(uint32_t sourceWord, busid_t bus, uint8_t channel) {
-  return (static_cast<uint64_t>(sourceWord) << 32) | (static_cast<uint32_t>(bus) << 8) | channel;
-}
-
 }  // namespace
 
 // ---- PhyStatusMessage ----------------------------------------------------------------------
@@ -136,7 +134,7 @@ void PhyStatusMessage::print(std::ostream& os) const {
 std::string PhyStatusMessage::getSourceChannel() const { return channelName(bus, channel); }
 
 uint64_t PhyStatusMessage::getSourceChannelID() const {
-  return channelKey(sourceWord, bus, channel);
+  return sourceChannelKey(sourceWord, bus, channel);
 }
 
 void PhyStatusMessage::cascadeChannel(unsigned short offset) {
@@ -167,12 +165,12 @@ uint32_t PhyStatusMessage::getSymbolErrorCount() const {
 const char* PhyStatusMessage::getPhyTypeName(phyType_t type) {
   static const char* const names[] = {"<unknown phy type>", "TJA1100", "KSZ9031RNX", "BCM54810",
                                       "MAR88Q2112"};
-  return type < sizeof names / sizeof names[0] ? names[type] : "INVALID";
+  return enumName(type, names, "INVALID");
 }
 
 const char* PhyStatusMessage::getLinkStatusName(linkStatus_t status) {
   static const char* const names[] = {"unknown", "down", "up", "error"};
-  return status < sizeof names / sizeof names[0] ? names[status] : "INVALID";
+  return enumName(status, names, "INVALID");
 }
 
 const char* PhyStatusMessage::getSQIName(sqi_t sqi) {
@@ -181,8 +179,7 @@ const char* PhyStatusMessage::getSQIName(sqi_t sqi) {
       "SQI_CLASS_B (unstable link)",       "SQI_CLASS_C (good link)",
       "SQI_CLASS_D (good link)",           "SQI_CLASS_E (good link)",
       "SQI_CLASS_F (very good link)",      "SQI_CLASS_G (very good link)"};
-  if (sqi < sizeof names / sizeof names[0]) return names[sqi];
-  return sqi == SQI_NOT_AVAILABLE ? "<not available>" : "<unknown>";
+  return enumName(sqi, names, sqi == SQI_NOT_AVAILABLE ? "<not available>" : "<unknown>");
 }
 
 // ---- PhyStatusExtMessage -------------------------------------------------------------------
@@ -261,7 +258,7 @@ void PhyStatusExtMessage::print(std::ostream& os) const {
 std::string PhyStatusExtMessage::getSourceChannel() const { return channelName(bus, channel); }
 
 uint64_t PhyStatusExtMessage::getSourceChannelID() const {
-  return channelKey(sourceWord, bus, channel);
+  return sourceChannelKey(sourceWord, bus, channel);
 }
 
 void PhyStatusExtMessage::cascadeChannel(unsigned short offset) {

@@ -187,12 +187,8 @@ void SystemMessage::stripNullChar() {
 }
 
 std::ostream& operator<<(std::ostream& os, SystemMessage::systemMsg_t type) {
-  const char* name = systemTypeName(type);
-  if (name != nullptr) {
-    os << name;
-  } else {
-    printUnknownEnum(os, type);
-  }
+  if (const char* name = systemTypeName(type)) return os << name;
+  printUnknownEnum(os, type);
   return os;
 }
 

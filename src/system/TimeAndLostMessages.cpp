@@ -1,5 +1,6 @@
 // The logger's time list and its reports of lost send and receive messages.
 #include "util/Record.h"
+#include "util/Reject.h"
 #include "vxtrace/LostExtMessage.h"
 #include "vxtrace/LostMessage.h"
 #include "vxtrace/PlatformUtil.h"
@@ -16,7 +17,7 @@ TimeMessage::TimeMessage(const unsigned char* data, unsigned int length)
     : MessageBase(MSGID_TIME, 0) {
   // The count rule takes the frame as header plus 8-byte times minus 4; below 10 bytes it
   // would wrap to billions.
-  if (length < 10) throw InvalidMessageException(invalidLength, "TimeMessage too short");
+  requireLength(length, 10, "TimeMessage too short");
   ByteReader in(data, length);
   readFrameHeader(in, *this);
   const unsigned int n = (length - 10) / 8;  // at most length / 8: no count from the data

@@ -1,11 +1,12 @@
 #pragma once
-// Bounds-checked cursor over a frame. A read past the end yields zeros and marks the reader
-// failed; it never touches memory beyond length.
+// Bounds-checked cursor over a frame. A read past the end yields zeros for the missing bytes and
+// marks the reader failed; it never touches memory beyond length.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "util/ByteOrder.h"
+#include "util/Reject.h"
 #include "vxtrace/Exceptions.h"
 
 namespace vxtrace::detail {
@@ -22,37 +23,22 @@ class ByteReader {
   // For records whose definition rejects a short frame: throws the short-frame exception with
   // the record's text unless n more bytes are there. Elsewhere missing bytes just read as 0.
   void require(std::size_t n, const char* text) const {
-    if (!has(n)) throw InvalidMessageException(invalidLength, text);
+    requireLength(remaining(), n, text);
   }
   const uint8_t* current() const { return data_ + pos_; }
 
   uint8_t u8() { return take(1) ? data_[pos_++] : 0; }
-  uint16_t be16() {
-    if (!take(2)) return 0;
-    uint16_t v = loadBE16(data_ + pos_);
-    pos_ += 2;
-    return v;
-  }
-  uint32_t be32() {
-    if (!take(4)) return 0;
-    uint32_t v = loadBE32(data_ + pos_);
-    pos_ += 4;
-    return v;
-  }
-  uint64_t be64() {
-    if (!take(8)) return 0;
-    uint64_t v = loadBE64(data_ + pos_);
-    pos_ += 8;
-    return v;
-  }
-  // Copies n bytes to dst; zero-fills dst and fails when fewer remain.
+  // A field cut by the end of the frame reads as its present bytes followed by zero bytes (a
+  // lone 0x01 of a 16-bit field is 0x0100), and the reader is failed and at the end.
+  uint16_t be16() { return loadBE16(field(2)); }
+  uint32_t be32() { return loadBE32(field(4)); }
+  uint64_t be64() { return loadBE64(field(8)); }
+  // Copies n bytes to dst; when fewer remain, copies those, zero-fills the rest and fails.
   void bytes(void* dst, std::size_t n) {
-    if (!take(n)) {
-      std::memset(dst, 0, n);
-      return;
-    }
-    if (n != 0) std::memcpy(dst, data_ + pos_, n);
-    pos_ += n;
+    const std::size_t present = has(n) ? n : remaining();
+    if (present != 0) std::memcpy(dst, data_ + pos_, present);
+    if (present != n) std::memset(static_cast<uint8_t*>(dst) + present, 0, n - present);
+    skip(n);
   }
   // Start of the next n bytes (and steps over them), or null when fewer remain.
   const uint8_t* bytes(std::size_t n) {
@@ -73,8 +59,22 @@ class ByteReader {
     return false;
   }
 
+  // The next n (at most 8) bytes: in place when all are there, else the present ones and zeros.
+  const uint8_t* field(std::size_t n) {
+    const uint8_t* p = data_ + pos_;
+    if (take(n)) {
+      pos_ += n;
+      return p;
+    }
+    std::memset(cut_, 0, sizeof cut_);
+    const std::size_t present = static_cast<std::size_t>(data_ + length_ - p);
+    if (present != 0) std::memcpy(cut_, p, present);
+    return cut_;
+  }
+
   const uint8_t* data_;
   std::size_t length_;
+  uint8_t cut_[8];
   std::size_t pos_ = 0;
   bool failed_ = false;
 };

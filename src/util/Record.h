@@ -50,7 +50,9 @@ unsigned int writeRecord(const MessageBase& msg, unsigned char*& out, unsigned i
                          bool withSync, Body&& body, [[maybe_unused]] unsigned int excess = 0) {
   const unsigned int header = msg.MessageBase::writeToByteArray(out, room, withSync);
   if (header == 0) return 0;
-  const unsigned int size = msg.getSize() & 0xFFFFu;
+  // The body is bounded by getSize() itself: only the 16-bit size field is truncated (a record
+  // of 65,536 to 65,540 still carries its whole body; the base checked room for all of it).
+  const unsigned int size = msg.getSize();
   const std::size_t declared = size > 12 ? size - 12 : 0;
   unsigned char* const start = out;
   ByteWriter w(out, start + declared);

@@ -9,7 +9,6 @@
 using vxtest::Bytes;
 using vxtest::kDecodes;
 
-#define TS "2020-09-13 12:26:40.123456"
 
 // clang-format off
 const vxtest::RecordCase kApixCases[] = {

@@ -13,7 +13,6 @@ using vxtest::kDecodes;
 using vxtest::kNull;
 using vxtest::toHex;
 
-#define TS "2020-09-13 12:26:40.123456"
 // The transport record keeps only the stored high word of the time stamp.
 #define TS_HIGH "1970-01-01 00:00:00.372529"
 // Header word and time stamp of a table frame.
@@ -48,7 +47,8 @@ const vxtest::RecordCase kCanAuxCases[] = {
    kDecodes, "00 11 80 14 " HDR_HIGH "00 00 01 23 AA", false},
   {32788, "F1 23 45 67", TS_HIGH "  CAN TRANSP  | ID = 0x11234567 | EXTENDED | len = 0 - ", 16,
    kDecodes, "00 10 80 14 " HDR_HIGH "91 23 45 67", false},
-  {32788, "80 00", TS_HIGH "  CAN TRANSP  | ID = 0x000 | STANDARD | len = 0 - ", 16, kDecodes,
+  // A cut identifier word: its present bytes, then zeros (here the extended flag alone).
+  {32788, "80 00", TS_HIGH "  CAN TRANSP  | ID = 0x000 | EXTENDED | len = 0 - ", 16, kDecodes,
    "", false},
   // Proxy: the classic layout; an error frame keeps no length or id; id cut to 11 bits.
   {32786, "01 01 33 05 01 23 AA", TS "  CAN #2      | Error Frame [error= 3]", 16, kDecodes,

@@ -9,7 +9,6 @@
 using vxtest::kDecodes;
 using vxtest::kNull;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 
 // clang-format off

@@ -8,7 +8,6 @@
 
 using vxtest::kDecodes;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 
 // clang-format off
@@ -26,7 +25,9 @@ const vxtest::RecordCase kEclCases[] = {
    kDecodes, "00 14 00 0A " HDR "09 00 00 02 00 00 00 00"},
   {10, "06 00 12 34 FF FF FF FF", TS "  ECL MESSAGE | [ECL_EWU] 4294967295", 20},
   {10, "0A 00 00 01 00 00 00 09", TS "  ECL MESSAGE | [ECL_UNDEF_PULSE] 9", 20},
-  // Only the type byte is length-checked; missing value bytes read as 0.
+  // Only the type byte is length-checked; a cut value is its present bytes, then zeros.
+  {10, "03 01 00", TS "  ECL MESSAGE | [ECL_STOP] 256", 15, kDecodes, nullptr, true, nullptr, true,
+   false, 1},
   {10, "07", TS "  ECL MESSAGE | [ECL_STWU] 0", 20, kDecodes, ""},
   {10, "02", TS "  ECL MESSAGE | [ECL_ERROR] 0", 15, kDecodes, ""},
   {10, "0B 00 00", nullptr, -1, invalidEnumValue, nullptr, true, "eclMsg_t=11"},

@@ -11,7 +11,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 #define HDR(size) "00 " size " 00 05 01 02 00 05 AF 31 07 A5 E2 40 "
 
 // Re-encoded frames declare one byte more than the body and carry it as a zero.

@@ -8,7 +8,6 @@
 
 using vxtest::kDecodes;
 
-#define TS "2020-09-13 12:26:40.123456"
 
 // clang-format off
 const vxtest::RecordCase kKeyboardCases[] = {

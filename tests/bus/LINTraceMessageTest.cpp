@@ -11,7 +11,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 #define HDR(size) "00 " size " 00 06 01 02 00 05 AF 31 07 A5 E2 40 "
 #define WAKE(size) "00 " size " 00 06 00 00 00 05 AF 31 07 A5 E2 40 "
 
@@ -39,10 +38,10 @@ const RecordCase kLinCases[] = {
   {6, "00 01 00 34 01 F4",
    TS "  LIN #1      | [status=  1, bitTime=   52, wakeUpPulse=  500]", 26, vxtest::kDecodes,
    WAKE("1A") "00 01 00 34 01 F4 00 00 00 00 00 00 00 00"},
-  // ...and cut inside its bit time: the missing bytes read as 0.
+  // ...and cut inside its bit time: the byte there, then zeros.
   {6, "03 FF 01",
-   TS "  LIN #4      | [status=255, bitTime=    0, wakeUpPulse=    0]", 26, vxtest::kDecodes,
-   WAKE("1A") "03 FF 00 00 00 00 00 00 00 00 00 00 00 00"},
+   TS "  LIN #4      | [status=255, bitTime=  256, wakeUpPulse=    0]", 26, vxtest::kDecodes,
+   WAKE("1A") "03 FF 01 00 00 00 00 00 00 00 00 00 00 00"},
 };
 // clang-format on
 

@@ -6,7 +6,6 @@
 
 using vxtest::kDecodes;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 
 // clang-format off

@@ -2,6 +2,9 @@
 // table row cannot say.
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+
 #include "support/RecordCase.h"
 #include "vxtrace/vxtrace.h"
 
@@ -23,4 +26,19 @@ TEST(TemplateMessages, NamesComparisonAndTheFortyColumnRule) {
   EXPECT_EQ(cfg.toString(),
             "a-rather-long-label-for-the-record: 1970-01-01 00:00:00.000000  SYS CONFIG| x");
   vxtest::checkRecordCase({138, "", "2020-09-13 12:26:40.123456  TIME ZONE   | ", 12});
+}
+
+TEST(TemplateMessages, RecordsOf64KiBAndMoreKeepTheirBodyUnderATruncatedSizeField) {
+  for (unsigned size : {65536u, 65540u}) {
+    std::string text(size - 12, 'a');
+    for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 26);
+    const StringMessageBase<MSGID_VERSION> msg(1, text);
+    std::vector<unsigned char> buf;
+    ASSERT_EQ(msg.createByteArray(buf, true, false), size + 4) << size;
+    ASSERT_EQ(buf.size(), size + 4);
+    EXPECT_EQ(buf[2] << 8 | buf[3], static_cast<int>(size & 0xFFFF));
+    std::unique_ptr<MessageBase> back(StringMessageBase<MSGID_VERSION>::readFromByteArray(
+        buf.data() + 2, static_cast<unsigned>(buf.size() - 2)));
+    EXPECT_TRUE(*back == msg) << size;
+  }
 }

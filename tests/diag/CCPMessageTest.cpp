@@ -14,7 +14,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 
 // Bodies end in the two zero bytes that the size field declares beyond the body, as a writer
 // leaves them, so that the frames re-encode unchanged.

@@ -15,7 +15,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 
 const std::pair<msgid_t, MessageBase::creator_t> kCreators[] = {
     {MSGID_KWP2000_REQUEST, KWP2000Request::readFromByteArray},
@@ -92,6 +91,11 @@ TEST(DiagnosticMessages, FieldConstructorsWriteServiceByteAndData) {
   KWP2000Request kwp(0, KWP2000Request::OBD_SID_NON_CONTINOUS_TEST_RES, {});
   EXPECT_FALSE(kwp == KWP2000Request(1, KWP2000Request::OBD_SID_NON_CONTINOUS_TEST_RES, {}));
   EXPECT_FALSE(kwp == UDSRequest(0, UDSRequest::UDS_SID_UNKNOWN, {}));
-  UDSResponse big(0, 0x62, std::vector<uint8_t>(0xFFFF, 0));  // the size field cannot hold it
-  EXPECT_EQ(vxtest::writeInto(big, 0x20000, false).result, 0u);
+  // Past the 16-bit size field: written whole under the truncated field, getSize() returned.
+  UDSResponse big(0, 0x62, std::vector<uint8_t>(0xFFFF, 0x5A));
+  const vxtest::Written w = vxtest::writeInto(big, 0x20000, false);
+  EXPECT_EQ(w.result, 65548u);
+  EXPECT_EQ(w.advanced, 65550);
+  EXPECT_EQ(w.bytes[1], 0x0C);
+  EXPECT_EQ(w.bytes[65549], 0x5A);
 }

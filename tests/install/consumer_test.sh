@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the built library into a scratch root and builds a small consumer against it, once
-# through pkg-config and once through find_package(vxtrace).
+# through pkg-config and once through find_package(vxtrace), the latter with the export library.
 set -euo pipefail
 src=$1 bin=$2 cxx=$3 extra=${4:-}
 # A 32-bit build on a host without i386 support runs its programs through an emulator.
@@ -16,6 +16,9 @@ cat > "$root/main.cpp" <<'CPP'
 #include <iostream>
 #include <memory>
 #include <vxtrace/vxtrace.h>
+#ifdef WITH_EXPORT
+#include <vxtrace/export/Exporter.h>
+#endif
 int main() {
   MessageBase::registerMessages();
   StringMessageBase<MSGID_VERSION> v(2208988800500000ULL, "0.1");
@@ -23,6 +26,13 @@ int main() {
   v.createByteArray(bytes, false, false);
   std::unique_ptr<MessageBase> back(MessageBase::readFromByteArray(bytes.data(), bytes.size()));
   std::cout << back->toString() << std::endl;
+#ifdef WITH_EXPORT
+  std::string json;
+  vxtrace::CallbackSink sink([&](const uint8_t* p, std::size_t n) { json.append((const char*)p, n); });
+  auto exporter = vxtrace::makeExporter("jsonl", sink);
+  exporter->add(v);
+  if (json.find("\"kind\": \"MSGID_VERSION\"") == std::string::npos) return 1;
+#endif
   return *back == v ? 0 : 1;
 }
 CPP
@@ -44,7 +54,8 @@ project(consumer CXX)
 set(CMAKE_CXX_STANDARD 17)
 find_package(vxtrace REQUIRED)
 add_executable(consumer ../main.cpp)
-target_link_libraries(consumer PRIVATE vxtrace::vxtrace)
+target_link_libraries(consumer PRIVATE vxtrace::vxtrace vxtrace::export)
+target_compile_definitions(consumer PRIVATE WITH_EXPORT)
 CMK
 cmake -S "$root/cm" -B "$root/cm/build" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$extra" -DCMAKE_EXE_LINKER_FLAGS="$extra" \

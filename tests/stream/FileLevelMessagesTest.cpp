@@ -6,7 +6,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 
 TEST(FileLevelMessages, TableOfFrames) {
   const RecordCase rows[] = {

@@ -15,7 +15,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 
 // clang-format off
 const RecordCase kMarkerCases[] = {
@@ -126,6 +125,4 @@ TEST(MarkerFile, CounterRunsFromOneToMaxAndWrapsWithFileErrorsReported) {
   EXPECT_EQ(full.text(),
             "[ERROR] Cannot write 'Marker 19700101_000000.000 \n' to eventFile: "
             "No space left on device\n");
-  EXPECT_STREQ(MarkerFile::DEF_EVENT_FILE, "/var/opt/quorvantis/data/Events");
-  EXPECT_STREQ(MarkerFile::DEF_MARKERCNT, "/var/opt/quorvantis/tmp/markerCnt.dat");
 }

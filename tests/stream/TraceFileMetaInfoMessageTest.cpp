@@ -12,7 +12,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define TS "2020-09-13 12:26:40.123456"
 #define META TS "  META INFO   | "
 
 // clang-format off
@@ -37,8 +36,7 @@ const RecordCase kMetaCases[] = {
     // A text announced longer than the frame keeps what is there; missing numbers read as 0.
     {148, "01 0A 55 54 43", META "[TIME ZONE] UTC", 17, vxtest::kDecodes,
      "01 03 55 54 43"},
-    {148, "02 00 01", META "[MAINBOARD] 0", 17, vxtest::kDecodes,
-     "02 00 00 00 00"},
+    {148, "02 00 01", META "[MAINBOARD] 65536", 17, vxtest::kDecodes, "02 00 01 00 00"},
     {148, "", META "[TIME SPAN] start time = 1970-01-01 00:00:00.000000, "
           "end time = 1970-01-01 00:00:00.000000", 29, vxtest::kDecodes, ""},
     {148, "08", nullptr, -1, invalidEnumValue},

@@ -18,6 +18,7 @@ Bytes caseFrame(const RecordCase& c) {
 void checkRecordCase(const RecordCase& c) {
   SCOPED_TRACE(testing::Message() << "identifier " << c.id << " body " << c.body);
   const Bytes frame = caseFrame(c);
+  const std::size_t given = frame.size() - c.cut;
   const int savedHandling = MessageBase::invalidHandling;
   struct Restore {
     int h;
@@ -26,17 +27,17 @@ void checkRecordCase(const RecordCase& c) {
 
   MessageBase::invalidHandling = 1;
   if (c.outcome == kThrows) {
-    EXPECT_ANY_THROW(decodeExact(frame, frame.size()));
+    EXPECT_ANY_THROW(decodeExact(frame, given));
     return;
   }
   if (c.outcome == kNull) {
     for (int handling : {1, 6}) {
       MessageBase::invalidHandling = handling;
-      EXPECT_EQ(decodeExact(frame, frame.size()), nullptr) << "handling " << handling;
+      EXPECT_EQ(decodeExact(frame, given), nullptr) << "handling " << handling;
     }
     return;
   }
-  std::unique_ptr<MessageBase> msg = decodeExact(frame, frame.size());
+  std::unique_ptr<MessageBase> msg = decodeExact(frame, given);
   ASSERT_NE(msg, nullptr);
   auto* invalid = dynamic_cast<InvalidMessage*>(msg.get());
   if (c.outcome != kDecodes) {
@@ -46,9 +47,9 @@ void checkRecordCase(const RecordCase& c) {
       EXPECT_EQ(msg->toString(), c.line);
     }
     MessageBase::invalidHandling = 6;
-    EXPECT_EQ(decodeExact(frame, frame.size()), nullptr);
+    EXPECT_EQ(decodeExact(frame, given) == nullptr, !c.ownInvalid);
     if (c.error != nullptr) {
-      const Bytes exact = frame;
+      const Bytes exact(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(given));
       try {
         delete MessageBase::creators.at(static_cast<msgid_t>(c.id))(
             exact.data(), static_cast<unsigned int>(exact.size()));

@@ -9,8 +9,9 @@
 
 namespace vxtest {
 
-// Time stamp and header word of every table frame; lines start with "2020-09-13 12:26:40.123456".
+// Time stamp and header word of every table frame; lines start with TS, its printed form.
 constexpr unsigned long long kCaseTs = 1600000000123456ULL;
+#define TS "2020-09-13 12:26:40.123456"
 constexpr uint16_t kCaseHeaderWord = 0x0102;
 
 // The decoder's answer for a row: it decodes, or it rejects with an InvalidMessage of this
@@ -32,6 +33,11 @@ struct RecordCase {
   // value for a bad enumeration value ("keyCode_t=20"); nullptr when not checked.
   const char* error = nullptr;
   bool caseOpen = true;  // false: the text fixes its digit case, an upper-case stream included
+  // For a reject: the creator answers with its own InvalidMessage whatever invalidHandling says.
+  bool ownInvalid = false;
+  // Bytes at the frame's end withheld from the decoder: fields cut there read as their present
+  // bytes followed by zeros, so the record still prints and re-encodes as the whole frame.
+  unsigned cut = 0;
 };
 
 // The row's whole frame, from the size field on.

@@ -11,7 +11,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define BL TS " BUS LOAD     | source = "
 #define BLX TS "  BUS LOAD    | "
 #define C4 "00 00 00 01 00 00 00 02 00 00 00 03 00 00 00 04 "
@@ -36,6 +35,11 @@ TEST(BusLoadMessages, RecordTable) {
      BL "MOST150, Status = 1 (MOST_LOCK - LIGHT_OFF) , numControlMsg = 0, bytesControlMsg = 0, "
         "numMDPMsg = 0, bytesMDPMsg = 0, numMEPMsg = 0, bytesMEPMsg = 0", 40, vxtest::kDecodes,
      "07 01 00 00 " Z24},
+    // A counter cut by the end: its present bytes, then zeros.
+    {32789, "08 02 00 00 00 00 00 01 00 00 00 02 00 00 00 03 00 00 04 00",
+     BL "MOST50, Status = 2 (MOST_UNLOCK - MASTER_LOCK) , numControlMsg = 1, bytesControlMsg = 2, "
+        "numMDPMsg = 3, bytesMDPMsg = 1024", 32, vxtest::kDecodes, nullptr, true, nullptr, true,
+     false, 1},
     // Type 1 does not carry its unit: byte 3 is dropped and prints "-".
     {32804, "01 01 00 02 00 00 00 01 00 00 00 02 FF FF FF FF 00 00 00 04",
      BLX "[EXT] bus = CAN, channel=0, 1 -,2 -,ERROR,4 -", 32, vxtest::kDecodes,
@@ -51,11 +55,11 @@ TEST(BusLoadMessages, RecordTable) {
     {32804, "02 08 00 00 " C6 "0C 05",
      BLX "[MOST] bus = MOST150, channel=0, status = 0 (No Traffic)" C4TXT MEPTXT
          ", numStreamingChannels = 3, streamingChannelsSize = 5", 42},
-    // One byte of the streaming word: it reads as 0, not past the frame.
+    // One byte of the streaming word: that byte, then zero; nothing read past the frame.
     {32804, "02 08 00 00 " C6 "0C",
      BLX "[MOST] bus = MOST150, channel=0, status = 0 (No Traffic)" C4TXT MEPTXT
-         ", numStreamingChannels = 0, streamingChannelsSize = 0", 42, vxtest::kDecodes,
-     "02 08 00 00 " C6 "00 00"},
+         ", numStreamingChannels = 3, streamingChannelsSize = 0", 42, vxtest::kDecodes,
+     "02 08 00 00 " C6 "0C 00"},
     // Off MOST150 the writer puts out 20 body bytes under a size of 42; the rest is zeroed.
     {32804, "02 09 02 00 " C4,
      BLX "[MOST] bus = MOST50, channel=0, status = 2 (MOST_UNLOCK - MASTER_LOCK) " C4TXT, 42,

@@ -10,7 +10,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define PHY TS "  PHY STATUS  | "
 
 TEST(PhyStatusMessages, RecordTable) {

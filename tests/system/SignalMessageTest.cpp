@@ -10,7 +10,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define SIG TS "  SIGNAL      | [name="
 #define ZERO8 "00 00 00 00 00 00 00 00 "
 #define EMPTY "[webappName=] [unit=] [value=] "

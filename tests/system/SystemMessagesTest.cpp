@@ -12,7 +12,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define SYS TS "  SYSTEM MSG  | "
 #define UNKNOWN_USAGE "2D 2F 2D 3B 2D 2F 2D 3B 2D 2F 2D 3B 2D 2F 2D 3B"  // -/-;-/-;-/-;-/-;
 

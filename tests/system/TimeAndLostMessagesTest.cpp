@@ -12,7 +12,6 @@
 
 using vxtest::RecordCase;
 
-#define TS "2020-09-13 12:26:40.123456"
 #define TSB "00 05 AF 31 07 A5 E2 40 "
 #define T15 "00 00 00 00 00 16 E3 60 "  // 1.5 s
 #define ZERO8 "00 00 00 00 00 00 00 00 "
@@ -25,11 +24,12 @@ TEST(TimeAndLostMessages, RecordTable) {
      TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS
         " / 0x00000001 (1) = 1970-01-01 00:00:00.000001 / ", 28, vxtest::kDecodes, nullptr, true, nullptr,
      false},
-    // Four bytes beyond a whole time: the count rule reads a second time, cut short, as 0.
-    {32774, TSB "AA BB CC DD",
+    // Four bytes beyond a whole time: the count rule reads a second time, cut short, as those
+    // bytes followed by zeros.
+    {32774, TSB "00 00 00 01",
      TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS
-        " / 0x00000000 (0) = 1970-01-01 00:00:00.000000 / ", 28, vxtest::kDecodes,
-     TSB ZERO8, true, nullptr, false},
+        " / 0x100000000 (4294967296) = 1970-01-01 01:11:34.967296 / ", 28, vxtest::kDecodes,
+     TSB "00 00 00 01 00 00 00 00", true, nullptr, false},
     {146, "10 10 00 00 " T15 ZERO8 "00 00 01 00",
      TS "  LOST SEND   | [FLEX] [FLEX] Start time: 1970-01-01 00:00:01.5000 Stop time: "
         "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 256", 36, vxtest::kDecodes, nullptr,

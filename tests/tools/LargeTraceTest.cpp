@@ -2,53 +2,14 @@
 // trace longer than 4 GiB read by the library and the tool (offsets, byte counts), and dates
 // from 2038 on selected by time text.
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "ShownText.h"
-#include "TraceGenerator.h"
-#include "support/IoSupport.h"
+#include "ToolFixture.h"
 #include "vxtrace/TraceFileReader.h"
-#include "vxtrace/vxtrace.h"
 
-using Bytes = std::vector<uint8_t>;
+using ToolBeyond32Bits = ToolTest;
 
-namespace {
-
-struct Trace {
-  Bytes bytes;
-  std::vector<std::unique_ptr<MessageBase>> records;
-  std::vector<std::size_t> ends;  // where each record's framed bytes end
-};
-
-Trace makeTrace(uint64_t records, unsigned long long start = 0) {
-  vxtrace::gen::TraceOptions options;
-  options.records = records;
-  if (start) options.startTime = start;
-  vxtrace::gen::TraceGenerator gen(options);
-  Trace t;
-  for (std::unique_ptr<MessageBase> rec; gen.next(t.bytes, &rec); t.ends.push_back(t.bytes.size()))
-    t.records.push_back(std::move(rec));
-  return t;
-}
-
-// The tool's standard output and error; its exit status.
-int run(const vxtest::TempDir& dir, const std::string& args, std::string& out, std::string& err) {
-  const int status = std::system((VXTRACE_CLI " " + args + " >'" + dir.path("out") + "' 2>'" +
-                                  dir.path("err") + "'").c_str());
-  out = vxtest::readFile(dir.path("out"));
-  err = vxtest::readFile(dir.path("err"));
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-}  // namespace
-
-TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
+TEST_F(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
 #ifdef VXTRACE_SANITIZED
   GTEST_SKIP() << "reads gigabytes: run by the regular and 32-bit builds";
 #endif
@@ -59,13 +20,14 @@ TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
   // One record, zero padding past 4 GiB, three bytes of garbage, a frame of no known kind, a
   // second record cut short by three bytes.
   const Trace t = makeTrace(2);
-  const Bytes first(t.bytes.begin(), t.bytes.begin() + t.ends[0]);
-  const std::size_t cutLength = t.ends[1] - t.ends[0] - 3;
+  const std::size_t end0 = t.spans[0].second;
+  const Bytes first(t.bytes.begin(), t.bytes.begin() + end0);
+  const std::size_t cutLength = t.spans[1].second - end0 - 3;
   const uint64_t at = (1ULL << 32) + 4099, cutAt = at + 3 + 16, size = cutAt + cutLength;
   const Bytes tail = vxtest::cat({{0xAB, 0xCD, 0xEF},
                                   {0x55, 0xAA, 0x00, 0x0C, 0x00, 0x0F, 0, 0, 0, 6, 0x13, 0x9B,
                                    0x7D, 0xE0, 0xB1, 0x41},
-                                  Bytes(t.bytes.begin() + t.ends[0], t.bytes.end() - 3)});
+                                  Bytes(t.bytes.begin() + end0, t.bytes.end() - 3)});
   const std::string line = shown(*t.records[0]) + "\n";
   const int fd = ::open(trace.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   ASSERT_GE(fd, 0);
@@ -76,7 +38,6 @@ TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
   {
     // The library on its own: the counts the tool reports below come from here.
     ASSERT_EQ(::lseek(fd, 0, SEEK_SET), 0);
-    MessageBase::registerMessages();
     TraceFileReader reader(fd);
     std::unique_ptr<MessageBase> m(reader.next());
     ASSERT_NE(m, nullptr);
@@ -86,9 +47,10 @@ TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
     EXPECT_EQ(reader.counts().truncatedBytes, cutLength);
   }
   ::close(fd);
-  std::string out, err;
-  EXPECT_EQ(run(dir, "dump '" + trace + "'", out, err), 1);
-  EXPECT_EQ(out, line);
+  Result r = run({"dump", trace});
+  const std::string& err = r.err;
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, line);
   const std::string p = "vxtrace: " + trace + ": ", cut = std::to_string(cutLength);
   // The hole's zeros lead into garbage, so they are dropped with it: no record can be told
   // from padding there.
@@ -107,23 +69,22 @@ TEST(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
             std::to_string(dropped) + " bytes of invalid data in 1 run, truncated last frame (" +
             cut + " bytes)\n"})
     EXPECT_NE(err.find(part), std::string::npos) << part;
-  run(dir, "stats --json '" + trace + "'", out, err);
-  EXPECT_NE(out.find("\"bytes\": " + std::to_string(size) + ","), std::string::npos) << out;
+  EXPECT_TRUE(Has(run({"stats", "--json", trace}).out, "\"bytes\": " + std::to_string(size) + ","));
 }
 
-TEST(ToolBeyond32Bits, DatesFrom2038OnAreSelectedByTimeText) {
-  vxtest::TempDir dir;
-  const Trace t = makeTrace(400, 2208988800000000ULL);  // from 2040-01-01 00:00:00 UTC
-  vxtest::writeFile(dir.path("t.vxt"), t.bytes);
+TEST_F(ToolBeyond32Bits, DatesFrom2038OnAreSelectedByTimeText) {
+  // From 2040-01-01 00:00:00 UTC.
+  const Trace t = makeTrace(400, 1, Framing::V1, vxtrace::gen::Containers::None, 2208988800000000ULL);
   const unsigned long long from = t.records[100]->timeStamp, to = t.records[300]->timeStamp;
-  std::string toText = MessageBase::printTimestamp(to), out, err, expected;
+  std::string toText = MessageBase::printTimestamp(to);
   toText[10] = 'T';
-  EXPECT_EQ(run(dir, "dump '" + dir.path("t.vxt") + "' --from '" +
-                         MessageBase::printTimestamp(from) + "' --to '" + toText + "'",
-                out, err), 0) << err;
-  for (const auto& rec : t.records)
-    if (rec->timeStamp >= from && rec->timeStamp <= to) expected += shown(*rec) + "\n";
-  EXPECT_EQ(out, expected);
+  const Result r = run({"dump", file("t.vxt", t.bytes), "--from", MessageBase::printTimestamp(from),
+                        "--to", toText});
+  const std::string& out = r.out;
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(out, texts(t, [&](const MessageBase& m) {
+              return m.timeStamp >= from && m.timeStamp <= to;
+            }));
   EXPECT_EQ(out.rfind("2040-01-01 00:00:", 0), 0u) << out.substr(0, 80);
   EXPECT_GT(vxtest::countOf(out, "\n"), 150u);
 }

@@ -66,9 +66,11 @@ struct Trace {
 };
 
 inline Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Framing::V1,
-                vxtrace::gen::Containers containers = vxtrace::gen::Containers::None) {
+                vxtrace::gen::Containers containers = vxtrace::gen::Containers::None,
+                unsigned long long startTime = 0) {
   TraceOptions options;
   options.records = records;
+  if (startTime != 0) options.startTime = startTime;
   options.seed = seed;
   options.framing = framing;
   options.containers = containers;

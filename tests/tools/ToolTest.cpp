@@ -65,11 +65,12 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
     EXPECT_EQ(r.out, texts(t));
     // Each framing is also found without being named.
     for (const char* name : {"t.vxt", "bare.vxt"}) {
+      const bool marked = std::string(name) == "t.vxt";
       r = run({"stats", path(name), "--verbose"});
       EXPECT_EQ(r.status, 0) << r.err;
       EXPECT_EQ(r.err, "vxtrace: " + path(name) + ": " + (v2 ? "V2 framing" : "V1 framing") +
-                           (std::string(name) == "t.vxt" ? (v2 ? " ('Z' markers)" : " (55 AA markers)")
-                                            : " without markers") +
+                           (marked ? (v2 ? " ('Z' markers)" : " (55 AA markers)")
+                                   : " without markers") +
                            " (detected)\n");
       EXPECT_TRUE(Has(r.out, "Records:               2500\n"));
     }
@@ -270,7 +271,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"dump", trace, "--from", "2024-13-01 00:00:00"}, ""},
       {{"dump", trace, "--id", "MSGID_NOSUCH"}, ""},
       {{"dump", trace, "--bogus"}, ""},
-      {{"convert", trace, "--to", "csv", "-o", path("o")}, ""},
+      {{"convert", trace, "--to", "xls", "-o", path("o")}, ""},
       {{"gen", path("g.vxt"), "--records", "-1"}, ""},
       {{"gen", path("g.vxt"), "--records", "18446744073709551616"}, ""},
       {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
@@ -281,7 +282,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
       {{"recover", trace, "-o", path("link.vxt")}, ""},
-      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, gen, help)\n"},
+      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, report, gen, help)\n"},
       {{}, ""}};
   ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {

@@ -843,8 +843,10 @@ std::unique_ptr<MessageBase> TraceGenerator::makeFlexRayFrame(Source& s, unsigne
     hcrc = static_cast<uint16_t>((hcrc << 1) & 0x7FF);
     if (in != top) hcrc ^= 0x385;
   }
+  // Indicator bits as in the frame header: only the null-frame indicator set (a frame with data).
+  constexpr uint8_t kDataFrame = 0x04;
   return std::make_unique<FlexRayTraceMessage>(ts, FlexRayTraceMessage::STATUS_FRAME_DATA,
-                                               hcrc & 0x7FF, 0, static_cast<uint16_t>(s.id),
+                                               hcrc & 0x7FF, kDataFrame, static_cast<uint16_t>(s.id),
                                                s.channel, static_cast<uint8_t>(s.counter % 64),
                                                words);
 }

@@ -21,6 +21,7 @@ Runner attachFilter(CLI::App&);
 Runner attachMerge(CLI::App&);
 Runner attachConvert(CLI::App&);
 Runner attachRecover(CLI::App&);
+Runner attachReport(CLI::App&);
 Runner attachGen(CLI::App&);
 Runner attachHelp(CLI::App&);
 
@@ -34,9 +35,10 @@ const std::vector<Verb>& verbs() {
       {"filter", "The records that pass the filters, written as a trace", attachFilter},
       {"merge", "Traces merged by time stamp into one, channels offset for cascaded loggers",
        attachMerge},
-      {"convert", "CAN frames to a candump log or pcapng", attachConvert},
+      {"convert", "Records to a format other tools read (candump, pcapng, asc, blf, jsonl, csv)", attachConvert},
       {"recover", "Every recoverable record into a clean trace, with a loss report",
        attachRecover},
+      {"report", "The trace as pictures: one self-contained HTML page", attachReport},
       {"gen", "Write a deterministic synthetic trace", attachGen},
       {"help", "Help on one verb: vxtrace help VERB", attachHelp},
   };

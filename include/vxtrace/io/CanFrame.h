@@ -1,6 +1,7 @@
 #pragma once
 // A record's CAN frame as the tools of the CAN ecosystem see it: flags instead of the logger's
 // frame kind and type codes. One reading for every consumer (filters, exports, Python).
+#include <cstddef>
 #include <cstdint>
 
 #include "vxtrace/Export.h"
@@ -30,6 +31,13 @@ struct CanFrame {
 // ("not a CAN frame record", "transmit request (not a bus frame)", ...) and frame is undefined.
 // The returned text is static.
 VXTRACE_API const char* toCanFrame(const MessageBase& record, CanFrame& frame);
+
+// The same reading straight from a frame's bytes (from its size field, size bytes, as the
+// decoders take them) without building the record: what toCanFrame gives for the record the
+// CAN record classes decode from those bytes, or kUndecodableCanFrame where their decoder
+// rejects the frame. For readers that take CAN frames by the million.
+VXTRACE_API const char* toCanFrame(const uint8_t* frame, std::size_t size, CanFrame& out);
+VXTRACE_API extern const char* const kUndecodableCanFrame;
 
 // The DLC code of a data length; lengths no DLC codes give the next larger code.
 VXTRACE_API uint8_t canDlcOf(unsigned length);

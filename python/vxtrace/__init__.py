@@ -1,0 +1,233 @@
+"""Trace records and CAN frames of vxtrace files.
+
+    import vxtrace
+    for record in vxtrace.open("x.vxt"):          # every record, as `vxtrace dump` shows it
+        print(record)
+    frames = vxtrace.read_can("x.vxt", channels=["CAN #1"])   # numpy columns
+    df = frames.to_pandas()
+
+Problems met while reading (garbage skipped, undecodable frames, a truncated end, the
+decoders' own diagnostics) become `TraceWarning`s, or calls of the `on_problem` callback when
+one is given. Input in which no record is found raises `FormatError`.
+"""
+
+import datetime as _datetime
+import re as _re
+import warnings as _warnings
+from typing import NamedTuple as _NamedTuple
+
+import numpy as _np
+
+from . import _vxtrace
+from ._vxtrace import Record
+
+__all__ = ["open", "read_can", "CanFrames", "Record", "Problem", "TraceWarning", "FormatError"]
+
+__version__ = "0.1.0"
+
+
+class FormatError(ValueError):
+    """The input is not a trace: no record was found in it."""
+
+
+class TraceWarning(UserWarning):
+    """Something in the input could not be read; the text says what and at which offset."""
+
+
+class Problem(_NamedTuple):
+    kind: str  # "skipped", "undecodable", "truncated", or a diagnostic level ("error", ...)
+    offset: int  # stream offset of the lost bytes or of the record the line belongs to
+    length: int  # bytes lost; 0 for diagnostic lines
+    text: str
+
+
+_vxtrace._set_format_error(FormatError)
+
+
+def _reporter(on_problem, name):
+    def report(problems, dropped):
+        for p in problems:
+            problem = Problem(*p)
+            if on_problem is not None:
+                on_problem(problem)
+            else:
+                _warnings.warn(f"{name}: {problem.text}", TraceWarning, stacklevel=3)
+        if dropped:
+            text = f"{dropped} more problems not reported"
+            if on_problem is not None:
+                on_problem(Problem("dropped", 0, 0, text))
+            else:
+                _warnings.warn(f"{name}: {text}", TraceWarning, stacklevel=3)
+
+    return report
+
+
+def _name(source):
+    if isinstance(source, (bytes, bytearray, memoryview)):
+        return "<bytes>"
+    return str(getattr(source, "name", source))
+
+
+def open(source, *, invalid=False, diag=False, expand=True, on_problem=None):
+    """Iterates the records of a trace: a path, a binary file object (pipes too) or bytes.
+
+    invalid: undecodable frames come back as MSGID_INVALID records instead of being reported.
+    diag: KWP2000 and UDS records are decoded (identifiers 26 to 29).
+    expand: container records are followed by the records inside them.
+    on_problem: called with a Problem for each loss or diagnostic; otherwise TraceWarning.
+    """
+    return _vxtrace._RecordReader(source, invalid, diag, expand,
+                                  _reporter(on_problem, _name(source)))
+
+
+_COLUMNS = ("time_us", "channel", "can_id", "extended", "fd", "brs", "esi", "remote", "error",
+            "tx", "dlc", "length", "data")
+
+
+class CanFrames:
+    """CAN frames as numpy columns: time_us (int64, microseconds since the epoch, UTC), channel
+    (uint8, counted from 0), can_id (uint32), extended/fd/brs/esi/remote/error/tx (bool),
+    dlc/length (uint8) and data (uint8, n x 64, zero beyond length)."""
+
+    def __init__(self, columns):
+        for name in _COLUMNS:
+            setattr(self, name, columns[name])
+
+    def __len__(self):
+        return len(self.time_us)
+
+    def __repr__(self):
+        return f"<vxtrace.CanFrames {len(self)} frames>"
+
+    def __getitem__(self, index):
+        """A row selection (slice, boolean mask or index array) as a new CanFrames."""
+        if isinstance(index, (int, _np.integer)):
+            index = slice(index, index + 1 if index != -1 else None)
+        return CanFrames({name: getattr(self, name)[index] for name in _COLUMNS})
+
+    @classmethod
+    def concat(cls, parts):
+        parts = list(parts)
+        if not parts:
+            return cls(_empty_columns())
+        return cls({name: _np.concatenate([getattr(p, name) for p in parts]) for name in _COLUMNS})
+
+    def to_pandas(self):
+        """A DataFrame with one row per frame; data holds each frame's bytes."""
+        import pandas as pd
+
+        columns = {name: getattr(self, name) for name in _COLUMNS[:-1]}
+        data = self.data
+        columns["data"] = [data[i, :n].tobytes() for i, n in enumerate(self.length)]
+        return pd.DataFrame(columns)
+
+
+def _empty_columns():
+    dtypes = dict(time_us=_np.int64, channel=_np.uint8, can_id=_np.uint32, dlc=_np.uint8,
+                  length=_np.uint8)
+    cols = {name: _np.zeros(0, dtype=dtypes.get(name, bool)) for name in _COLUMNS[:-1]}
+    cols["data"] = _np.zeros((0, 64), dtype=_np.uint8)
+    return cols
+
+
+_EPOCH = _datetime.datetime(1970, 1, 1, tzinfo=_datetime.timezone.utc)
+
+
+def _time_us(value, what):
+    """Microseconds since the epoch from an int, a datetime (naive: UTC), a numpy datetime64,
+    a pandas Timestamp or an ISO text ("2024-05-01 12:00:00.5", UTC unless it has an offset)."""
+    if value is None:
+        return None
+    if isinstance(value, (int, _np.integer)) and not isinstance(value, bool):
+        if value < 0:
+            raise ValueError(f"{what}: a negative time ({value})")
+        return int(value)
+    if isinstance(value, str):
+        value = _datetime.datetime.fromisoformat(value)
+    if isinstance(value, _np.datetime64):
+        return _time_us(int(value.astype("datetime64[us]").astype(_np.int64)), what)
+    if isinstance(value, _datetime.datetime):
+        if value.tzinfo is None:
+            value = value.replace(tzinfo=_datetime.timezone.utc)
+        delta = value - _EPOCH
+        return _time_us((delta.days * 86400 + delta.seconds) * 1000000 + delta.microseconds, what)
+    raise TypeError(f"{what}: expected microseconds, a datetime or an ISO time, not {value!r}")
+
+
+def _channel(value):
+    """A zero-based CAN channel from 0, "can0" (candump's name), "CAN #1", "CAN1" or "can 1"."""
+    if isinstance(value, (int, _np.integer)) and not isinstance(value, bool):
+        number = int(value)
+    else:
+        text = str(value).strip()
+        if _re.fullmatch(r"can\d+", text):
+            number = int(text[3:])
+        else:
+            match = _re.fullmatch(r"CAN\s*#?\s*(\d+)", text, _re.IGNORECASE)
+            if not match or int(match[1]) == 0:
+                raise ValueError(f"unknown CAN channel {value!r} (0, 'can0', 'CAN #1', 'CAN1')")
+            number = int(match[1]) - 1
+    if not 0 <= number <= 255:
+        raise ValueError(f"CAN channel {value!r} out of range")
+    return number
+
+
+def _can_id(value):
+    """(value, mask) from an identifier or a (value, mask) pair."""
+    if isinstance(value, tuple):
+        ident, mask = value
+    else:
+        ident, mask = value, 0x1FFFFFFF
+    for v in (ident, mask):
+        if not 0 <= int(v) <= 0x1FFFFFFF:
+            raise ValueError(f"CAN identifier {v!r} out of range")
+    return int(ident), int(mask)
+
+
+def _can_reader(source, can_ids=None, channels=None, start=None, end=None):
+    start_us, end_us = _time_us(start, "start"), _time_us(end, "end")
+    if start_us is not None and end_us is not None and start_us > end_us:
+        raise ValueError("start is later than end")
+    if isinstance(can_ids, (int, tuple)):
+        can_ids = [can_ids]
+    if isinstance(channels, (int, str)):
+        channels = [channels]
+    ids = [_can_id(v) for v in can_ids or ()]
+    if can_ids is not None and not ids:
+        ids = [(0xFFFFFFFF, 0xFFFFFFFF)]  # an empty selection selects nothing
+    chans = [_channel(c) for c in channels or ()]
+    if channels is not None and not chans:
+        return None
+    return _vxtrace._CanReader(source, ids, chans, start_us or 0,
+                               (1 << 64) - 1 if end_us is None else end_us)
+
+
+def iter_can(source, *, batch=65536, on_problem=None, **filters):
+    """The CAN frames of a trace as CanFrames of about batch frames each, in constant memory."""
+    reader = _can_reader(source, **filters)
+    if reader is None:
+        return
+    report = _reporter(on_problem, _name(source))
+    while True:
+        columns, problems, dropped, ended = reader.read(batch)
+        report(problems, dropped)
+        if len(columns["time_us"]):
+            yield CanFrames(columns)
+        if ended:
+            return
+
+
+def read_can(source, *, can_ids=None, channels=None, start=None, end=None, on_problem=None):
+    """Every CAN, CAN FD, extended CAN and proxy frame of a trace, containers included, as
+    CanFrames. source is a path, a binary file object or bytes.
+
+    can_ids: identifiers, or (value, mask) pairs, standard or extended.
+    channels: zero-based numbers or labels ("CAN #1", "CAN1", "can0" all name the first).
+    start, end: the time range, inclusive (microseconds, datetime, or ISO text in UTC).
+    """
+    reader = _can_reader(source, can_ids=can_ids, channels=channels, start=start, end=end)
+    if reader is None:
+        return CanFrames(_empty_columns())
+    columns, problems, dropped, _ = reader.read(-1)
+    _reporter(on_problem, _name(source))(problems, dropped)
+    return CanFrames(columns)
