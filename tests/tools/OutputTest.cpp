@@ -56,8 +56,8 @@ TEST_F(ToolTest, OutputsNeverReplaceADeviceALinkOrAReadOnlyFile) {
       std::string content;
     };
     const Row rows[] = {
-        {"fifo", 0, "frames written to candump", S_IFIFO | 0666, ""},
-        {"link.log", 0, "frames written to candump", S_IFLNK | 0777, candump},
+        {"fifo", 0, "records written to candump", S_IFIFO | 0666, ""},
+        {"link.log", 0, "records written to candump", S_IFLNK | 0777, candump},
         {"ro.log", 2, "vxtrace: output '" + at("ro.log") + "' is read-only: refusing to replace it\n",
          S_IFREG | 0444, "old"},
         {"full", 2, "vxtrace: cannot write '" + at("full") + "': No space left on device\n",

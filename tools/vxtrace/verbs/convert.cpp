@@ -45,7 +45,8 @@ int runConvert(const ConvertArgs& a) {
   if (!ok) throw Failure{reader.error()};
   out.finish();
   if (!selection.full()) selection.warnUnmatched(in.name);
-  // One line: the records written and, per reason, the kinds left out and how many of each.
+  // When the format left records out, one line: the records written and, per reason, the kinds
+  // left out and how many of each.
   std::string line = in.name + ": " + std::to_string(exporter->written()) + " records written to " +
                      a.format;
   std::map<std::string, std::vector<std::pair<uint16_t, uint64_t>>> byReason;
@@ -58,7 +59,7 @@ int runConvert(const ConvertArgs& a) {
     line += ")";
     sep = "; ";
   }
-  report(nullptr, line);
+  if (!byReason.empty() && !a.reports.quiet) report(nullptr, line);
   return finishRead(reader, in.name);
 }
 
