@@ -28,7 +28,7 @@ TEST_F(ToolBeyond32Bits, SparseTracePastFourGiBGivesTrueOffsetsAndCounts) {
                                   {0x55, 0xAA, 0x00, 0x0C, 0x00, 0x0F, 0, 0, 0, 6, 0x13, 0x9B,
                                    0x7D, 0xE0, 0xB1, 0x41},
                                   Bytes(t.bytes.begin() + end0, t.bytes.end() - 3)});
-  const std::string line = t.records[0]->toString() + "\n";
+  const std::string line = shown(*t.records[0]) + "\n";
   const int fd = ::open(trace.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   ASSERT_GE(fd, 0);
   ASSERT_EQ(::pwrite(fd, first.data(), first.size(), 0), static_cast<ssize_t>(first.size()));

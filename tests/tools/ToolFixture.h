@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "ShownText.h"
 #include "TraceGenerator.h"
 #include "support/IoSupport.h"
 #include "vxtrace/vxtrace.h"
@@ -87,6 +88,6 @@ inline Trace makeTrace(uint64_t records, uint64_t seed = 1, Framing framing = Fr
 inline std::string texts(const Trace& t, const std::function<bool(const MessageBase&)>& keep = nullptr) {
   std::string out;
   for (const auto& r : t.records)
-    if (!keep || keep(*r)) out += r->toString() + "\n";
+    if (!keep || keep(*r)) out += shown(*r) + "\n";
   return out;
 }

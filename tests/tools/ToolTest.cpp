@@ -46,7 +46,7 @@ TEST_F(ToolTest, GenAndDumpReproduceTheLibrarysRecordsAndTexts) {
     EXPECT_EQ(r.status, 0) << r.err;
     std::string expected;
     for (std::size_t i = 0; i < t.records.size(); ++i) {
-      expected += t.records[i]->toString() + "\n  raw:";
+      expected += shown(*t.records[i]) + "\n  raw:";
       char byte[4];
       for (std::size_t b = t.spans[i].first; b < t.spans[i].second; ++b)
         expected.append(byte, std::snprintf(byte, sizeof byte, " %02x", t.bytes[b]));
@@ -90,19 +90,24 @@ TEST_F(ToolTest, GenDiagWritesTheSessionAndDumpPrintsKwpAndUdsOnlyWhenRegistered
   for (const auto& m : vxtrace::gen::diagnosticSession(start)) {
     kinds.insert(m->msgId);
     const bool diag = m->msgId >= MSGID_KWP2000_REQUEST && m->msgId <= MSGID_UDS_RESPONSE;
-    all += m->toString() + "\n";
-    if (!diag) unregistered += m->toString() + "\n";
+    all += shown(*m) + "\n";
+    if (!diag) unregistered += shown(*m) + "\n";
   }
   EXPECT_EQ(kinds.size(), 7u);  // CCP twice, XCP, KWP2000 and UDS requests and responses
   std::unique_ptr<MessageBase> eof(
       MessageBase::readFromByteArray(bytes.data() + bytes.size() - 18, 18));
   ASSERT_NE(eof, nullptr);
-  const std::string eofLine = eof->toString() + "\n";
+  const std::string eofLine = shown(*eof) + "\n";
 
   r = run({"dump", "--register-diag", path("d.vxt")});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(r.out, all + eofLine);
+
+  // recover keeps them too when asked to decode them.
+  r = run({"recover", "--register-diag", path("d.vxt"), "-o", path("r.vxt")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(vxtest::readFile(path("r.vxt")), std::string(bytes.begin(), bytes.end()));
 
   r = run({"dump", path("d.vxt")});
   EXPECT_NE(r.status, 0);
@@ -204,7 +209,7 @@ TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
   ASSERT_NE(invalid, nullptr);
   std::string expected;
   for (std::size_t i = 0; i + 1 < t.records.size(); ++i)
-    expected += t.records[i]->toString() + "\n" + (i == 60 ? invalid->toString() + "\n" : "");
+    expected += shown(*t.records[i]) + "\n" + (i == 60 ? shown(*invalid) + "\n" : "");
   r = run({"dump", bad, "--invalid"});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, expected);
@@ -277,7 +282,7 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
       {{"recover", trace, "-o", path("link.vxt")}, ""},
-      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, gen, convert, recover, report, help)\n"},
+      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, report, gen, help)\n"},
       {{}, ""}};
   ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {
@@ -377,7 +382,7 @@ TEST_F(ToolTest, FiltersSelectExactlyTheMatchingRecordsAndLocalTimeRewritesThePr
   EXPECT_EQ(r.status, 0);
   std::string expected;
   for (const auto& rec : t.records) {
-    std::string line = rec->toString();
+    std::string line = shown(*rec);
     expected +=
         line.replace(0, 26, MessageBase::printTimestamp(rec->timeStamp + 3 * 3600000000ULL));
     expected += "\n";
@@ -458,7 +463,7 @@ TEST_F(ToolTest, GenRemoteWritesARequestResponseSessionThatDumpPrints) {
   std::string expected;
   for (const auto& msg : vxtrace::gen::remoteExchange(TraceOptions().startTime)) {
     vxtrace::gen::appendFramed(expectedBytes, *msg, Framing::V1);
-    expected += msg->toString() + "\n";
+    expected += shown(*msg) + "\n";
   }
   EXPECT_EQ(vxtest::readFile(path("r.vxt")),
             std::string(expectedBytes.begin(), expectedBytes.end()));
@@ -492,7 +497,7 @@ TEST_F(ToolTest, LiveStreamRecordsShowWhileTheToolWaits) {
   ASSERT_EQ(::write(in[1], t.bytes.data(), half), static_cast<ssize_t>(half));
   // The last record sent may wait for its successor; all before it must arrive.
   std::string wanted;
-  for (std::size_t i = 0; i < 200; ++i) wanted += t.records[i]->toString() + "\n";
+  for (std::size_t i = 0; i < 200; ++i) wanted += shown(*t.records[i]) + "\n";
   std::string got;
   char buffer[4096];
   pollfd p{out[0], POLLIN, 0};

@@ -36,7 +36,7 @@ LINE = re.compile(r"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)\.(\d{6})  (CAN|LIN|FLEXRAY|
                   r"#(\d+)([AB]?) *\| (.*)$", re.S)
 CAN_FRAME = re.compile(r"(?:(STANDARD|EXTENDED|FD_STD|FD_EXT) )?(Rx|Tx|TxRq) +"
                        r"(?:\[ (ESI )?(BRS )?\])?([0-9a-f]+) +(\d+)((?: [0-9a-f]{2})*) ?$")
-CAN_ERROR = re.compile(r"(?:\w+ )?Error Frame \[error=(?: (.)|(\w+))\]")
+CAN_ERROR = re.compile(r"(?:\w+ )?Error Frame \[error=(?: \\x([0-9a-f]{2})|(\w+))\]")
 mismatches = 0
 
 
@@ -56,7 +56,7 @@ def reference(line):
     if bus == "CAN":
         err = CAN_ERROR.match(body)
         if err:
-            code = ord(err.group(1)) if err.group(1) else ERROR_CODES[err.group(2)]
+            code = int(err.group(1), 16) if err.group(1) else ERROR_CODES[err.group(2)]
             return dict(r, error=True, code=code, tx=False, id=0, ext=False, fd=False, brs=False,
                         esi=False, data=b"")
         f = CAN_FRAME.match(body)
@@ -308,7 +308,9 @@ def main():
             def common(pair, row):
                 text, r = pair
                 stamp = text[:26]
-                return row["text"] != text or str(row["time_us"]) != str(
+                # The record's own text; dump escapes its control characters.
+                shown = re.sub("[\x00-\x1f\x7f]", lambda c: "\\x%02x" % ord(c.group()), row["text"])
+                return shown != text or str(row["time_us"]) != str(
                     calendar.timegm(time.strptime(stamp[:19], "%Y-%m-%d %H:%M:%S")) * 10**6 +
                     int(stamp[20:26])) or row["time"] != stamp.replace(" ", "T") + "Z"
 

@@ -57,6 +57,8 @@ std::string notesLine(const std::vector<std::string>& lines) {
 
 }  // namespace
 
+const char* framingText(int framing) { return framingName(static_cast<Framing>(framing)); }
+
 void report(Progress* progress, const std::string& line) {
   if (progress) progress->hide();
   std::fflush(stdout);  // records read so far come before their report
@@ -87,6 +89,7 @@ bool TraceReader::run(const Sink& sink) {
   DiagnosticSink sinkLines(keep);
 
   const Framing framing = reader.framing();
+  framing_ = static_cast<int>(framing);
   if (!reader.notATrace().empty()) {
     error_ = name_ + ": " + reader.notATrace();
     return false;

@@ -58,6 +58,9 @@ class TraceReader {
   unsigned depth() const { return depth_; }
 
   const ReadCounts& counts() const { return counts_; }
+  // The framing read (known once the first record reached the sink): 0 V1, 1 V1 without
+  // markers, 2 V2, 3 V2 without markers.
+  int framing() const { return framing_; }
   const std::string& error() const { return error_; }
 
  private:
@@ -68,6 +71,10 @@ class TraceReader {
   ReadCounts counts_;
   std::string error_;
   unsigned depth_ = 0;
+  int framing_ = 0;
 };
+
+// "V1 framing (55 AA markers)" and the like, for a framing() value.
+const char* framingText(int framing);
 
 }  // namespace vxtrace::cli
