@@ -12,7 +12,6 @@
 //   byte 2, chunks: the writer sends chunks of 1 to 2^(byte & 15) bytes, their sizes drawn
 //                  from a generator seeded with the byte, reading after each.
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -84,14 +83,7 @@ void drain(TraceMessageBuffer& tmb, unsigned framing, bool cutOnly) {
 
 // The stream as a file: the reader opens it by name and reads until the end.
 void readFromFile(const uint8_t* data, size_t length, const uint8_t mode) {
-  const int file = memfd_create("vxtrace-fuzz", MFD_CLOEXEC);
-  if (file < 0) vxfuzz::fail("memfd_create failed", nullptr);
-  size_t done = 0;
-  while (done < length) {
-    const ssize_t w = ::write(file, data + done, length - done);
-    if (w <= 0) vxfuzz::fail("write to memfd failed", nullptr);
-    done += static_cast<size_t>(w);
-  }
+  const int file = vxfuzz::memfdWith(data, length);
   const std::string path = "/proc/self/fd/" + std::to_string(file);
   {
     TraceMessageBuffer tmb(path.c_str());
@@ -110,9 +102,7 @@ void readFromFile(const uint8_t* data, size_t length, const uint8_t mode) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  vxfuzz::silenceStandardStreams();
-  initialInvalidHandling = MessageBase::invalidHandling;
-  MessageBase::registerMessages();
+  initialInvalidHandling = vxfuzz::init();
   return 0;
 }
 
