@@ -16,7 +16,6 @@ using vxtest::toHex;
 // The transport record keeps only the stored high word of the time stamp.
 #define TS_HIGH "1970-01-01 00:00:00.372529"
 // Header word and time stamp of a table frame.
-#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 // The same as the transport writer puts it back.
 #define HDR_HIGH "01 02 00 00 00 00 00 05 AF 31 "
 

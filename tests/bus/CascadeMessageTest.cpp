@@ -9,8 +9,6 @@
 using vxtest::kDecodes;
 using vxtest::kNull;
 
-#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
-
 // clang-format off
 const vxtest::RecordCase kCascadeCases[] = {
   {32784, "00 00 00 00 00 00 00 16 E3 60",

@@ -8,8 +8,6 @@
 
 using vxtest::kDecodes;
 
-#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
-
 // clang-format off
 const vxtest::RecordCase kEclCases[] = {
   // Types 0..5: type and a 16-bit value.

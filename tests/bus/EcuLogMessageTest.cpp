@@ -6,8 +6,6 @@
 
 using vxtest::kDecodes;
 
-#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
-
 // clang-format off
 const vxtest::RecordCase kEcuLogCases[] = {
   {30, "04 05 09 6F 6B", TS "  ECULOG MSG  | [RX,KWP,10] ok", 17, kDecodes, nullptr, false},

@@ -14,7 +14,7 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define HDR(size) "00 " size " 00 04 01 02 00 05 AF 31 07 A5 E2 40 "
+#define HEAD(size) "00 " size " 00 04 " HDR
 
 // clang-format off
 const RecordCase kEthernetCases[] = {
@@ -22,16 +22,16 @@ const RecordCase kEthernetCases[] = {
   {8, "FF 09 0B 0C", TS "  ETHERNET #256 | TX [TCPSERVER] - 0B 0C", 16},
   // DLT: the ECU identifier ends at its NUL and is written back blank-padded.
   {4, "00 03 45 43 00 00 01 02", TS "  ETHERNET #1 | RX [DLT-BMW] - ecuID=EC  , 01 02", 20,
-   vxtest::kDecodes, HDR("14") "00 03 45 43 20 20 01 02"},
+   vxtest::kDecodes, HEAD("14") "00 03 45 43 20 20 01 02"},
   {4, "01 08 00 00 00 5A 00 02 DE AD", TS "  ETHERNET #2 | RX [MII] - status=0x5A - DE AD", 22},
   // MII announcing more than the frame holds: the missing bytes read as zero.
   {4, "01 08 00 00 00 5A 00 05 DE AD", TS "  ETHERNET #2 | RX [MII] - status=0x5A - DE AD 00 00 00",
-   25, vxtest::kDecodes, HDR("19") "01 08 00 00 00 5A 00 05 DE AD 00 00 00"},
+   25, vxtest::kDecodes, HEAD("19") "01 08 00 00 00 5A 00 05 DE AD 00 00 00"},
   // A size field declaring more than the given length: the declared payload, zero-filled.
   {4, "00 01 FF 00 00 00 00", TS "  ETHERNET #1 | RX [RAW] - FF 00 00 00 00", 19, vxtest::kDecodes,
    nullptr, true, nullptr, true, false, 4},
   {4, "00 03 45 43 00 00 01 02", TS "  ETHERNET #1 | RX [DLT-BMW] - ecuID=EC  , 01 00", 20,
-   vxtest::kDecodes, HDR("14") "00 03 45 43 20 20 01 00", true, nullptr, true, false, 1},
+   vxtest::kDecodes, HEAD("14") "00 03 45 43 20 20 01 00", true, nullptr, true, false, 1},
   {4, "00 07 55", TS "  ETHERNET #1 | RX", 15},
   // No payload byte: no record, no exception.
   {4, "00 01", nullptr, -1, vxtest::kNull},

@@ -11,20 +11,20 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define HDR(size) "00 " size " 00 05 01 02 00 05 AF 31 07 A5 E2 40 "
+#define HEAD(size) "00 " size " 00 05 " HDR
 
 // Re-encoded frames declare one byte more than the body and carry it as a zero.
 // clang-format off
 const RecordCase kFlexRayCases[] = {
   {5, "00 00 00 01 00 00",
    TS "  FLEXRAY #1A | status= UNKNOWN:  0, bits=0, slot=1, len=0, hCRC=0x0000, cycle=0", 19,
-   vxtest::kDecodes, HDR("13") "00 00 00 01 00 00 00"},
+   vxtest::kDecodes, HEAD("13") "00 00 00 01 00 00 00"},
   {5, "47 FF FF FF FF 81 FF FF",
    TS "  FLEXRAY #4B | status= RAW        , bits=31, slot=2047, len=1, hCRC=0x07ff, cycle=63, "
-      "payload:ffff,", 21, vxtest::kDecodes, HDR("15") "47 FF FF FF FF 81 FF FF 00"},
+      "payload:ffff,", 21, vxtest::kDecodes, HEAD("15") "47 FF FF FF FF 81 FF FF 00"},
   {5, "48 00 00 00 C0 00",
    TS "  FLEXRAY #4A | status= UNKNOWN:  9, bits=0, slot=0, len=0, hCRC=0x0000, cycle=0", 19,
-   vxtest::kDecodes, HDR("13") "48 00 00 00 C0 00 00"},
+   vxtest::kDecodes, HEAD("13") "48 00 00 00 C0 00 00"},
   // Three words announced, two held; a 19-byte frame: no record, no exception.
   {5, "09 23 18 45 22 83 AB CD 00 12", nullptr, -1, vxtest::kNull},
   {5, "09 23 18 45 22", nullptr, -1, vxtest::kNull},

@@ -11,7 +11,7 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define HDR(size) "00 " size " 00 06 01 02 00 05 AF 31 07 A5 E2 40 "
+#define HEAD(size) "00 " size " 00 06 " HDR
 #define WAKE(size) "00 " size " 00 06 00 00 00 05 AF 31 07 A5 E2 40 "
 
 // clang-format off
@@ -26,13 +26,13 @@ const RecordCase kLinCases[] = {
    TS "  LIN #1      | [status=  0, bitTime=    1, frameTime=    2, breakTime=    3, "
       "delimiterTime=    4, headerTime=    5, linId=  6, len=9] 01 02 03 04 05 06 07 08 09", 35,
    vxtest::kDecodes,
-   HDR("23") "00 00 00 01 00 02 00 03 00 04 00 05 06 09 01 02 03 04 05 06 07 08 09"},
+   HEAD("23") "00 00 00 01 00 02 00 03 00 04 00 05 06 09 01 02 03 04 05 06 07 08 09"},
   // Data the count promises beyond the frame read as 0.
   {6, "00 00 00 01 00 02 00 03 00 04 00 05 06 04 EE FF",
    TS "  LIN #1      | [status=  0, bitTime=    1, frameTime=    2, breakTime=    3, "
       "delimiterTime=    4, headerTime=    5, linId=  6, len=4] ee ff 00 00", 30,
    vxtest::kDecodes,
-   HDR("1E") "00 00 00 01 00 02 00 03 00 04 00 05 06 04 EE FF 00 00"},
+   HEAD("1E") "00 00 00 01 00 02 00 03 00 04 00 05 06 04 EE FF 00 00"},
   // Wake-up pulse: six body bytes, no length check, header word not taken over; re-encoded
   // with every other field 0.
   {6, "00 01 00 34 01 F4",

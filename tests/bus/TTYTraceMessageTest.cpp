@@ -6,8 +6,6 @@
 
 using vxtest::kDecodes;
 
-#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
-
 // clang-format off
 const vxtest::RecordCase kTtyCases[] = {
   {13, "0B 03 00 03 00 0A 5C", TS "  TTY #12      | [QXDM_BIN] \\x00\\n\\\\", 19},

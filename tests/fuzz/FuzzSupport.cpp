@@ -1,5 +1,8 @@
 #include "FuzzSupport.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -66,6 +69,44 @@ void silenceStandardStreams() {
   std::cerr.rdbuf(&sink);
 }
 
+int init() {
+  silenceStandardStreams();
+  const int initial = MessageBase::invalidHandling;
+  MessageBase::registerMessages();
+  return initial;
+}
+
+MessageBase* decodeOrNull(MessageBase* (*creator)(const uint8_t*, unsigned int),
+                          const uint8_t* data, unsigned int length) {
+  try {
+    return creator(data, length);
+  } catch (const BufferMismatchException&) {
+  } catch (const VxSimpleException&) {
+  } catch (const VXException&) {
+  } catch (const std::invalid_argument&) {  // the usage report's number parse reaches the caller
+  } catch (const std::out_of_range&) {
+  }
+  return nullptr;
+}
+
+std::unique_ptr<uint8_t[]> exactCopy(const uint8_t* data, std::size_t n) {
+  std::unique_ptr<uint8_t[]> copy(new uint8_t[n == 0 ? 1 : n]);
+  if (n != 0) std::memcpy(copy.get(), data, n);
+  return copy;
+}
+
+int memfdWith(const uint8_t* data, std::size_t n) {
+  const int fd = memfd_create("vxtrace-fuzz", MFD_CLOEXEC);
+  if (fd < 0) fail("memfd_create failed", nullptr);
+  for (std::size_t done = 0; done < n;) {
+    const ssize_t w = ::write(fd, data + done, n - done);
+    if (w <= 0) fail("write to memfd failed", nullptr);
+    done += static_cast<std::size_t>(w);
+  }
+  ::lseek(fd, 0, SEEK_SET);
+  return fd;
+}
+
 void fail(const char* what, const MessageBase* msg) {
   std::fprintf(stderr, "==vxfuzz== invariant broken: %s\n", what);
   if (msg != nullptr) {
@@ -128,16 +169,8 @@ void exercise(const MessageBase& msg, bool redecode) {
 
   if (redecode && bare.size() >= 4 && msg.msgId != MSGID_INVALID) {
     // A record's own encoding decodes to a record with the same encoding.
-    std::unique_ptr<MessageBase> again;
-    try {
-      again.reset(
-          MessageBase::readFromByteArray(bare.data(), static_cast<unsigned int>(bare.size())));
-    } catch (const BufferMismatchException&) {
-    } catch (const VxSimpleException&) {
-    } catch (const VXException&) {
-    } catch (const std::invalid_argument&) {  // the usage report's number parse
-    } catch (const std::out_of_range&) {
-    }
+    std::unique_ptr<MessageBase> again(decodeOrNull(MessageBase::readFromByteArray, bare.data(),
+                                                    static_cast<unsigned int>(bare.size())));
     // A bus-status notification reads back only the top 16 bits of its time stamp.
     const bool stampKept = dynamic_cast<const BusStatusNotificationMessage*>(&msg) == nullptr;
     if (again && again->msgId != MSGID_INVALID) {

@@ -3,6 +3,7 @@
 // a target obtains.
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 class MessageBase;
 
@@ -11,6 +12,22 @@ namespace vxfuzz {
 // Sends std::cout and std::cerr to a sink for the rest of the process: the library's
 // diagnostics would otherwise cost more than the decoding being fuzzed.
 void silenceStandardStreams();
+
+// Every target's start: quiet streams, all creators registered. Returns invalidHandling as the
+// library set it, for the targets to restore after each input.
+int init();
+
+// The decoder's result, or null when it threw one of the exceptions a bad frame may raise at
+// the caller (InvalidMessageException is left to the caller: only some creators may raise it).
+MessageBase* decodeOrNull(MessageBase* (*creator)(const uint8_t*, unsigned int),
+                          const uint8_t* data, unsigned int length);
+
+// A heap copy of exactly n bytes (one byte when n is 0), so that AddressSanitizer sees any
+// access past them.
+std::unique_ptr<uint8_t[]> exactCopy(const uint8_t* data, std::size_t n);
+
+// A memfd holding the bytes, its offset at the start.
+int memfdWith(const uint8_t* data, std::size_t n);
 
 // Runs every read-only operation of a record and its writers, and aborts with a report on
 // std::fprintf(stderr) when one of the invariants every record must keep is broken. With

@@ -9,7 +9,6 @@
 // Every record the walk yields goes through the same checks as a decoded one.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -17,8 +16,7 @@
 #include "vxtrace/vxtrace.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  vxfuzz::silenceStandardStreams();
-  MessageBase::registerMessages();
+  vxfuzz::init();
   MessageBase::invalidHandling = 1;
   return 0;
 }
@@ -27,8 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   if (size == 0) return 0;
   const uint8_t mode = input[0];
   const unsigned int length = static_cast<unsigned int>(std::min<size_t>(size - 1, 0x20000));
-  std::unique_ptr<uint8_t[]> frame(new uint8_t[length == 0 ? 1 : length]);
-  if (length != 0) std::memcpy(frame.get(), input + 1, length);
+  std::unique_ptr<uint8_t[]> frame = vxfuzz::exactCopy(input + 1, length);
   if (length >= 4) {
     frame[2] = 0x00;
     frame[3] = MSGID_CONTAINER;
@@ -36,8 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   if (length > 17) frame[17] = mode & 1;
 
   std::unique_ptr<MessageBase> msg(MessageBase::readFromByteArray(frame.get(), length));
-  const unsigned int uncompressed = ContainerMessage::getUncompressedSize(frame.get(), length);
-  (void)uncompressed;
+  (void)ContainerMessage::getUncompressedSize(frame.get(), length);
   auto* container = dynamic_cast<ContainerMessage*>(msg.get());
   if (container == nullptr) return 0;
   vxfuzz::exercise(*container, true);
@@ -50,10 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
     container->compression = true;
     container->data = std::move(packed);
   }
-  // The block in a heap copy of exactly its length.
   const std::size_t n = container->data.size();
-  std::unique_ptr<uint8_t[]> block(new uint8_t[n == 0 ? 1 : n]);
-  if (n != 0) std::memcpy(block.get(), container->data.data(), n);
+  std::unique_ptr<uint8_t[]> block = vxfuzz::exactCopy(container->data.data(), n);
   const unsigned char expected = (mode & 4) ? 255 : container->numOfMsg;
   container->decompress(expected, block.get(), static_cast<unsigned int>(n));
   if (container->messages.size() > expected) vxfuzz::fail("more records than expected", container);

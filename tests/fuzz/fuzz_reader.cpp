@@ -9,7 +9,6 @@
 // their dumps within them, and each record prints and copies; the Reader keeps the same
 // rules, leaves invalidHandling alone, and with the same framing and policy hands out the
 // same records at the same offsets as TraceFileReader.
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -59,20 +58,14 @@ void readWithReader(const uint8_t* data, std::size_t size, uint8_t control,
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  vxfuzz::silenceStandardStreams();
-  initialInvalidHandling = MessageBase::invalidHandling;
-  MessageBase::registerMessages();
+  initialInvalidHandling = vxfuzz::init();
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   if (size == 0) return 0;
   const uint8_t control = input[0];
-  const int fd = memfd_create("fuzz_reader", MFD_CLOEXEC);
-  if (fd < 0) vxfuzz::fail("memfd_create failed", nullptr);
-  if (size > 1 && ::write(fd, input + 1, size - 1) != static_cast<ssize_t>(size - 1))
-    vxfuzz::fail("memfd write failed", nullptr);
-  ::lseek(fd, 0, SEEK_SET);
+  const int fd = vxfuzz::memfdWith(input + 1, size - 1);
   MessageBase::invalidHandling = (control & 8) ? 1 : initialInvalidHandling;
   std::vector<Seen> reference;
   {

@@ -4,15 +4,12 @@
 //   byte 0, mode:  bits 0..1 framing (0 V1 with sync marker, 1 V1 without, 2 V2 with 'Z',
 //                  3 V2 without); bit 2 keepRawData; bit 3 reportErrors; bit 4 debug;
 //                  bit 5 invalidHandling 1 instead of the initial value; bit 6 V1 frames are
-//                  only cut (getNextMessage(begin, end)), not decoded; bit 7 the stream is a
-//                  file (a memfd) that the reader opens by name and reads to its end, instead
-//                  of a pipe fed in chunks.
+//                  only cut (getNextMessage(begin, end)), not decoded. Files are fuzz_reader's.
 //   byte 1, buffer: 0 the default 4096 bytes, 1 room for the largest frame, 2 resize(100)
 //                  (which gives 1024), any other value that many bytes.
 //   byte 2, chunks: the writer sends chunks of 1 to 2^(byte & 15) bytes, their sizes drawn
 //                  from a generator seeded with the byte, reading after each.
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -82,37 +79,10 @@ void drain(TraceMessageBuffer& tmb, unsigned framing, bool cutOnly) {
   }
 }
 
-// The stream as a file: the reader opens it by name and reads until the end.
-void readFromFile(const uint8_t* data, size_t length, const uint8_t mode) {
-  const int file = memfd_create("vxtrace-fuzz", MFD_CLOEXEC);
-  if (file < 0) vxfuzz::fail("memfd_create failed", nullptr);
-  size_t done = 0;
-  while (done < length) {
-    const ssize_t w = ::write(file, data + done, length - done);
-    if (w <= 0) vxfuzz::fail("write to memfd failed", nullptr);
-    done += static_cast<size_t>(w);
-  }
-  const std::string path = "/proc/self/fd/" + std::to_string(file);
-  {
-    TraceMessageBuffer tmb(path.c_str());
-    tmb.reportErrors = (mode & 0x08) != 0;
-    tmb.expectSync = (mode & 3) == 0 || (mode & 3) == 2;
-    if (!tmb.open()) vxfuzz::fail("open of a memfd by its /proc path failed", nullptr);
-    for (size_t round = 0; round < length + 64; ++round) {
-      const int r = tmb.read();
-      drain(tmb, mode & 3, (mode & 0x40) != 0);
-      if (r <= 0) break;  // end of file, or a frame larger than the buffer
-    }
-  }
-  ::close(file);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  vxfuzz::silenceStandardStreams();
-  initialInvalidHandling = MessageBase::invalidHandling;
-  MessageBase::registerMessages();
+  initialInvalidHandling = vxfuzz::init();
   return 0;
 }
 
@@ -127,12 +97,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   const unsigned framing = mode & 3;
   const bool cutOnly = (mode & 0x40) != 0;
   MessageBase::invalidHandling = (mode & 0x20) ? 1 : initialInvalidHandling;
-  if (mode & 0x80) {
-    readFromFile(data, length, mode);
-    MessageBase::invalidHandling = initialInvalidHandling;
-    return 0;
-  }
-
   Pipe pipe;
   std::unique_ptr<TraceMessageBuffer> tmb;
   switch (bufferChoice) {

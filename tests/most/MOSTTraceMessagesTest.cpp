@@ -14,7 +14,6 @@ using vxtest::RecordCase;
 
 namespace {
 
-#define HEAD "00 05 AF 31 07 A5 E2 40"  // kCaseTs
 // Arbitration, target 0123, source 0456, type, FBlock 21, Inst 01, FktID 123, OPType 4,
 // TelID 5, TelLen 3, telegram AA BB CC.
 #define CTRL                                                                                      \
@@ -34,7 +33,7 @@ const RecordCase kCases[] = {
   {2, "00 70 " CTRL, TS "  MOST CTRL   | [INVALID_ARBITRATION] [WRONG_PARITY] [CRC_ERROR] [0456 -> 0123]"
                         " . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
   {2, "00 00 " CTRL " 77", TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46,
-   kDecodes, "00 2E 00 02 01 02 " HEAD " 00 00 " CTRL},
+   kDecodes, "00 2E 00 02 " HDR "00 00 " CTRL},
   // The 47-byte cut of the first row.
   {2, "00 00 01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
    TS "  Invalid Message: Id=0x02Invalid message length, n=33 00 00 01 02 03 04 01 23 04 56 00 21"
@@ -61,7 +60,7 @@ const RecordCase kCases[] = {
   {2, "80 20 05 01 23 01 04 56 AA BB 11 22", TS "  MOST ASYNCH | [WRONG_PARITY] [0456 -> 0123] . 02 (AA BB)", 24},
   // Bytes beyond 4·L + 6 are kept but not written back.
   {2, "80 00 05 01 23 01 04 56 AA BB 11 22 33", TS "  MOST ASYNCH | [0456 -> 0123] . 02 (AA BB)", 24,
-   kDecodes, "00 18 00 02 01 02 " HEAD " 80 00 05 01 23 01 04 56 AA BB 11 22"},
+   kDecodes, "00 18 00 02 " HDR "80 00 05 01 23 01 04 56 AA BB 11 22"},
   {2, "80 00 05 01 23 04 56", nullptr, -1, invalidLength},
   {2, "80 00 05 01 23 02 04 56 AA BB 11 22 33", nullptr, -1, invalidLength},
   {2, "F2 00 11 22 33 44 00 99", TS "  MOST CTRL   | MOSTTraceSynchDataMessage 11 22 33 44 00 99", 20},

@@ -18,7 +18,6 @@ constexpr uint16_t R = 0xF000;
 constexpr uint16_t S = 0xF001;
 #define RQ TS "  VXPRequest  | ["
 #define RS TS "  VXPResponse | [VXPID_STATUS, "
-#define FRAME_HEAD "01 02 00 05 AF 31 07 A5 E2 40"
 
 struct VxpCase {
   RecordCase c;
@@ -38,7 +37,7 @@ const VxpCase kCases[] = {
   {{S, "FF C8 00 01", RS "<unknown:200>, VXPSTATUS_OK] ", 16}, 1},
   // Byte 14 is not examined: the own identifier is written back as 255.
   {{S, "00 64 00", RS "VXPID_RUN_TSA_PACKAGE, VXPSTATUS_OK] ", 15, vxtest::kDecodes,
-    "00 0F F0 01 " FRAME_HEAD " FF 64 00"}, 1},
+    "00 0F F0 01 " HDR "FF 64 00"}, 1},
   {{S, "FF 64 07", RS "VXPID_RUN_TSA_PACKAGE, <unknown:7>] ", 15}, 1},
   // Simple1, Simple2 requests; short payloads leave 0 and clear the flag.
   {{R, "1A 07", RQ "VXPID_0x1A] [7]", 14}, 1},

@@ -12,6 +12,8 @@ namespace vxtest {
 // Time stamp and header word of every table frame; lines start with TS, its printed form.
 constexpr unsigned long long kCaseTs = 1600000000123456ULL;
 #define TS "2020-09-13 12:26:40.123456"
+// Header word and time stamp of a table frame as written, for rows that give a whole frame.
+#define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 constexpr uint16_t kCaseHeaderWord = 0x0102;
 
 // The decoder's answer for a row: it decodes, or it rejects with an InvalidMessage of this
