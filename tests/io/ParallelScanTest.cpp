@@ -54,11 +54,6 @@ Bytes mixedTrace() {
   return vxtest::cat({t, Bytes(last.begin(), last.begin() + 9)});
 }
 
-std::string lossText(const Reader::Loss& l) {
-  return "loss " + std::to_string(l.kind) + " @" + std::to_string(l.offset) + " +" +
-         std::to_string(l.length);
-}
-
 std::string countsText(const Reader::Counts& c) {
   return std::to_string(c.bytesRead) + " " + std::to_string(c.records) + " " +
          std::to_string(c.skippedBytes) + "/" + std::to_string(c.skippedRuns) + " " +
@@ -69,7 +64,10 @@ std::string countsText(const Reader::Counts& c) {
 template <typename R>
 std::vector<std::string> transcript(R& r) {
   std::vector<std::string> out;
-  r.setLossHandler([&](const Reader::Loss& l) { out.push_back(lossText(l)); });
+  r.setLossHandler([&](const Reader::Loss& l) {
+    out.push_back("loss " + std::to_string(l.kind) + " @" + std::to_string(l.offset) + " +" +
+                  std::to_string(l.length));
+  });
   r.setDiagnosticHandler([&](uint64_t offset, DiagnosticLevel, const std::string& line) {
     out.push_back("line @" + std::to_string(offset) + " " + line);
   });

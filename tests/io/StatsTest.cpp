@@ -10,16 +10,7 @@ namespace {
 
 constexpr unsigned long long kT0 = 1700000000000000ULL;  // 2023-11-14 22:13:20 UTC
 
-TraceFileReader::counts_t counts(uint64_t bytes, uint64_t records, uint64_t skipped, uint64_t runs,
-                                 uint64_t undecodable) {
-  TraceFileReader::counts_t c;
-  c.bytesRead = bytes;
-  c.records = records;
-  c.skippedBytes = skipped;
-  c.skippedRuns = runs;
-  c.undecodable = undecodable;
-  return c;
-}
+using Counts = TraceFileReader::counts_t;  // bytes, records, skipped, runs, undecodable
 
 }  // namespace
 
@@ -41,9 +32,9 @@ TEST(Stats, JsonOfASmallTraceWholeAndMerged) {
     whole.add(*r[i], i >= 4);
     (i < 3 ? first : second).add(*r[i], i >= 4);
   }
-  whole.setReaderCounts(counts(200, 4, 5, 1, 1), 14);
-  first.setReaderCounts(counts(120, 3, 5, 1, 1), 14);
-  second.setReaderCounts(counts(80, 1, 0, 0, 0));
+  whole.setReaderCounts(Counts{200, 4, 5, 1, 1, 0}, 14);
+  first.setReaderCounts(Counts{120, 3, 5, 1, 1, 0}, 14);
+  second.setReaderCounts(Counts{80, 1, 0, 0, 0, 0});
   const std::string expected = R"({
   "file": "t.vxt",
   "bytes": 200,

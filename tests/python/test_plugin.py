@@ -52,8 +52,7 @@ def test_log_reader_logger_and_logconvert(installed, traces, tmp_path):
         frames.time_us[i] / 1e6, frames.channel[i], frames.can_id[i], str(frames.extended[i]),
         str(frames.brs[i]), bytes(frames.data[i, :frames.length[i]]).hex())
     again = vxtrace.read_can(copy)
-    for col in ("time_us", "channel", "can_id", "extended", "fd", "brs", "esi", "error", "tx",
-                "length", "data"):
+    for col in vxtrace._COLUMNS:
         assert np.array_equal(getattr(again, col), getattr(frames, col)), col
     run_fresh(installed, None, "-m", "can.logconvert", str(src), str(asc))
     lines = asc.read_text().splitlines()

@@ -224,10 +224,9 @@ def main():
                   "lin.checksum_type", "lin.message_type", "lin.event_id", "lin.errors",
                   "flexray.ch", "flexray.fid", "flexray.cc", "flexray.hcrc", "flexray.pl",
                   "flexray.nfi", "flexray.sfi", "flexray.stfi", "_ws.expert"]
-        cmd = [TSHARK, "-r", path, "-T", "fields", "-E", "separator=/t", "-E", "occurrence=f"]
-        for f in fields:
-            cmd += ["-e", f]
-        run = subprocess.run(cmd, capture_output=True, text=True)
+        run = subprocess.run([TSHARK, "-r", path, "-T", "fields", "-E", "separator=/t", "-E",
+                              "occurrence=f"] + [a for f in fields for a in ("-e", f)],
+                             capture_output=True, text=True)
         check(run.returncode == 0, "tshark failed: %s" % run.stderr)
         rows = [dict(zip(fields, row.split("\t"))) for row in run.stdout.splitlines()]
         written = [r for r in refs if r and not r.get("txrq") and r.get("frame", True) and

@@ -83,8 +83,7 @@ def compare(trace, page, status, check):
 def main():
     failures = []
     check = lambda ok, what: ok or failures.append(what)
-    tmp = TMP
-    trace, page = os.path.join(tmp, "in.vxt"), os.path.join(tmp, "report.html")
+    trace, page = os.path.join(TMP, "in.vxt"), os.path.join(TMP, "report.html")
     subprocess.run([CLI, "gen", trace, "--records", "20000", "--seed", "7"], check=True)
     data = open(trace, "rb").read()
     spans = list(frames(data))
@@ -104,9 +103,9 @@ def main():
         r = subprocess.run([CLI, "report", trace, "-o", page, "--bins", bins], capture_output=True)
         check(r.returncode == 2 and not os.path.exists(page), "--bins %s accepted" % bins)
     # Records inside containers count by their own kind and channel, as in stats.
-    boxed = os.path.join(tmp, "boxed.vxt")
+    boxed = os.path.join(TMP, "boxed.vxt")
     subprocess.run([CLI, "gen", boxed, "--records", "5000", "--containers"], check=True)
-    compare(boxed, os.path.join(tmp, "boxed.html"), 0, check)
+    compare(boxed, os.path.join(TMP, "boxed.html"), 0, check)
 
     html, stats = compare(trace, page, 1, check)
 
@@ -132,7 +131,7 @@ def main():
     else:
         flags = [CHROME, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
                  "--no-first-run", "--disable-background-networking", "--disable-component-update",
-                 "--disable-sync", "--user-data-dir=" + os.path.join(tmp, "profile"),
+                 "--disable-sync", "--user-data-dir=" + os.path.join(TMP, "profile"),
                  "--window-size=1000,1400"]
         url = "file://" + page
         dom = subprocess.run(flags + ["--dump-dom", url], capture_output=True, text=True,
@@ -142,7 +141,7 @@ def main():
                             ("kinds", "<rect")):
             m = re.search(r'<svg id="chart-%s".*?</svg>' % chart, dom, re.S)
             check(m and m.group(0).count(mark) >= 2, "chart %s missing or empty" % chart)
-        shot = os.path.join(tmp, "shot.png")
+        shot = os.path.join(TMP, "shot.png")
         subprocess.run(flags + ["--screenshot=" + shot, url], capture_output=True, timeout=120)
         if not os.path.exists(shot):
             failures.append("no screenshot")
