@@ -42,38 +42,20 @@ ReadPolicy readPolicy(const Policy& p) {
 }  // namespace
 
 void Session::setUp() {
-  // The clean-file path of read_can decodes the records it does not read itself through the
-  // registry.
   MessageBase::registerMessages();
 }
 
 Session::Session(std::unique_ptr<Input> input, Policy policy)
     : input_(std::move(input)),
       reader_(Source::descriptor(input_->fd(), input_->name()), readPolicy(policy)) {
-  reader_.setLossHandler([this](const Reader::Loss& loss) {
-    static const char* const kinds[] = {"skipped", "undecodable", "truncated"};
-    static const char* const texts[] = {"invalid data skipped", "undecodable frame",
-                                        "truncated frame at end of input"};
-    addProblem({kinds[loss.kind], loss.offset, loss.length,
-                std::string(texts[loss.kind]) + " at offset " + std::to_string(loss.offset) +
-                    " (" + std::to_string(loss.length) + " bytes): " +
-                    hexHead(loss.head, loss.headLength, loss.length)});
-  });
+  reader_.setLossHandler([this](const Reader::Loss& loss) { problems_.add(lossProblem(loss)); });
   reader_.setDiagnosticHandler(
       [this](uint64_t offset, DiagnosticLevel level, const std::string& line) {
-        addProblem({levelName(level), offset, 0, line});
+        problems_.add(lineProblem(offset, level, line));
       });
 }
 
 Session::~Session() = default;
-
-void Session::addProblem(Problem p) {
-  if (problems_.size() >= kMaxProblems) {
-    ++dropped_;
-    return;
-  }
-  problems_.push_back(std::move(p));
-}
 
 std::unique_ptr<MessageBase> Session::next() { return reader_.next(); }
 
@@ -95,27 +77,50 @@ std::vector<uint8_t> Session::frameOf(const MessageBase& record) {
 }
 
 std::vector<Problem> Session::takeProblems(uint64_t& dropped) {
-  dropped = dropped_;
-  dropped_ = 0;
+  dropped = problems_.dropped;
+  problems_.dropped = 0;
   std::vector<Problem> out;
-  out.swap(problems_);
+  out.swap(problems_.kept);
   return out;
 }
 
 void Session::raiseIfFailed(PyObject* formatError) {
   const std::string fed = input_->feedError();
   if (!fed.empty()) throw py::value_error("vxtrace: reading " + input_->name() + ": " + fed);
-  if (const int err = reader_.error()) {
-    errno = err;
-    PyErr_SetFromErrnoWithFilename(PyExc_OSError, input_->name().c_str());
+  raiseIfNoTrace(formatError, input_->name(), reader_.error(), reader_.notATrace(),
+                 reader_.counts());
+}
+
+Problem lossProblem(const Reader::Loss& loss) {
+  static const char* const kinds[] = {"skipped", "undecodable", "truncated"};
+  static const char* const texts[] = {"invalid data skipped", "undecodable frame",
+                                      "truncated frame at end of input"};
+  return {kinds[loss.kind], loss.offset, loss.length,
+          std::string(texts[loss.kind]) + " at offset " + std::to_string(loss.offset) + " (" +
+              std::to_string(loss.length) + " bytes): " +
+              hexHead(loss.head, loss.headLength, loss.length)};
+}
+
+Problem lineProblem(uint64_t offset, DiagnosticLevel level, const std::string& line) {
+  return {levelName(level), offset, 0, line};
+}
+
+void ProblemList::append(ProblemList&& other) {
+  for (Problem& p : other.kept) add(std::move(p));
+  dropped += other.dropped;
+}
+
+void raiseIfNoTrace(PyObject* formatError, const std::string& name, int error, std::string why,
+                    const Reader::Counts& c) {
+  if (error != 0) {
+    errno = error;
+    PyErr_SetFromErrnoWithFilename(PyExc_OSError, name.c_str());
     throw py::error_already_set();
   }
-  const auto& c = reader_.counts();
-  std::string why = reader_.notATrace();
   if (why.empty() && c.records == c.undecodable && c.bytesRead > 0)
     why = "not a trace: no record found in its " + std::to_string(c.bytesRead) + " bytes";
   if (!why.empty()) {
-    PyErr_SetString(formatError, (input_->name() + ": " + why).c_str());
+    PyErr_SetString(formatError, (name + ": " + why).c_str());
     throw py::error_already_set();
   }
 }

@@ -22,6 +22,31 @@ struct Problem {
   std::string text;
 };
 
+// A loss as the reader reports it, and a diagnostic line of the record at offset.
+Problem lossProblem(const Reader::Loss& loss);
+Problem lineProblem(uint64_t offset, DiagnosticLevel level, const std::string& line);
+
+// Problems in arrival order, at most kMaxProblems kept; the rest only counted.
+struct ProblemList {
+  static constexpr std::size_t kMaxProblems = 1000;
+  std::vector<Problem> kept;
+  uint64_t dropped = 0;
+
+  void add(Problem p) {
+    if (kept.size() < kMaxProblems)
+      kept.push_back(std::move(p));
+    else
+      ++dropped;
+  }
+  // Appends other's problems after this list's own.
+  void append(ProblemList&& other);
+};
+
+// Raises OSError for a read error (errno value error) and vxtrace.FormatError for input that is
+// not a trace: why is given, or no record was found in bytes that were there. Needs the GIL.
+void raiseIfNoTrace(PyObject* formatError, const std::string& name, int error, std::string why,
+                    const Reader::Counts& counts);
+
 struct Policy {
   bool invalid = false;  // undecodable frames come back as InvalidMessage records
   bool expand = true;    // container records are followed by the records inside them
@@ -48,10 +73,9 @@ class Session {
   // its encoding when it kept no bytes.
   std::vector<uint8_t> frameOf(const MessageBase& record);
 
-  // Problems since the last call, oldest first; at most kMaxProblems are kept between calls,
-  // the rest counted in dropped.
+  // Problems since the last call, oldest first; at most ProblemList::kMaxProblems are kept
+  // between calls, the rest counted in dropped.
   std::vector<Problem> takeProblems(uint64_t& dropped);
-  static constexpr std::size_t kMaxProblems = 1000;
 
   const Reader::Counts& counts() const { return reader_.counts(); }
   // Raises OSError for a read error or a failed feed, and vxtrace.FormatError for input that
@@ -60,12 +84,9 @@ class Session {
   Input& input() { return *input_; }
 
  private:
-  void addProblem(Problem p);
-
   std::unique_ptr<Input> input_;
   Reader reader_;
-  std::vector<Problem> problems_;
-  uint64_t dropped_ = 0;
+  ProblemList problems_;
 };
 
 }  // namespace vxtrace::python

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -14,15 +15,18 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <utility>
 #include <system_error>
 
-#include "FastCan.h"
 #include "Session.h"
 #include "vxtrace/CANExtTraceMessage.h"
 #include "vxtrace/CANTraceMessage.h"
 #include "vxtrace/export/Exporter.h"
 #include "vxtrace/io/CanFrame.h"
 #include "vxtrace/io/Channel.h"
+#include "vxtrace/io/CanScan.h"
+#include "vxtrace/io/Filter.h"
+#include "vxtrace/io/ParallelScan.h"
 
 namespace py = pybind11;
 using namespace vxtrace::python;
@@ -131,160 +135,236 @@ class RecordReader {
 
 // ---- CAN frames as columns -----------------------------------------------------------------
 
-struct CanFilter {
-  std::vector<std::pair<uint32_t, uint32_t>> ids;  // (value, mask) on the identifier
-  std::vector<uint8_t> channels;                   // zero-based; empty: all
-  uint64_t start = 0;
-  uint64_t end = UINT64_MAX;  // inclusive
+// The io layer's filter built from what Python passes: identifiers and channels as the filter's
+// own texts, times in microseconds ([start, end)). Raises ValueError with the filter's reason.
+vxtrace::Filter makeFilter(const std::vector<std::string>& ids,
+                           const std::vector<std::string>& channels,
+                           std::optional<uint64_t> start, std::optional<uint64_t> end) {
+  vxtrace::Filter filter;
+  auto check = [](const std::string& why) {
+    if (!why.empty()) throw py::value_error("vxtrace: " + why);
+  };
+  for (const std::string& id : ids) check(filter.addCanId(id));
+  for (const std::string& channel : channels) check(filter.addChannel(channel));
+  check(filter.setTimeRange(start, end));
+  return filter;
+}
 
-  bool wants(const CanFrame& f) const {
-    if (f.timeUs < start || f.timeUs > end) return false;
-    if (!channels.empty() &&
-        std::find(channels.begin(), channels.end(), f.channel) == channels.end())
-      return false;
-    if (ids.empty()) return true;
-    for (const auto& [value, mask] : ids)
-      if ((f.id & mask) == (value & mask)) return true;
-    return false;
-  }
-};
+bool isCanRecord(msgid_t id) {
+  return id == MSGID_CAN || id == MSGID_CAN_EXT || id == MSGID_CAN_PROXY;
+}
 
 // malloc'd columns grown with realloc: the large ones move by remapping pages, so growing costs
 // no copy and no second copy of the result is ever held.
 class CanColumns {
  public:
-  static constexpr std::size_t kFlags = 7;  // extended fd brs esi remote error tx
-
   CanColumns() = default;
   ~CanColumns() {
-    for (void* p : all()) std::free(p);
+    for (void* p : columns_) std::free(p);
   }
   CanColumns(const CanColumns&) = delete;
   CanColumns& operator=(const CanColumns&) = delete;
 
   void push(const CanFrame& f) {
-    if (n_ == capacity_) grow(capacity_ < 65536 ? 65536 : capacity_ + capacity_ / 2);
-    time_[n_] = static_cast<int64_t>(f.timeUs);
-    channel_[n_] = f.channel;
-    id_[n_] = f.id;
-    const bool flags[kFlags] = {f.extended, f.fd, f.brs, f.esi, f.remote, f.error, f.tx};
-    for (std::size_t i = 0; i < kFlags; ++i) flags_[i][n_] = flags[i];
-    dlc_[n_] = f.dlc;
-    length_[n_] = f.length;
-    std::memcpy(data_ + 64 * n_, f.data, 64);
+    if (n_ == capacity_) grow(capacity_ < 4096 ? 4096 : 2 * capacity_);
+    column<int64_t>(kTime)[n_] = static_cast<int64_t>(f.timeUs);
+    column<uint8_t>(kChannel)[n_] = f.channel;
+    column<uint32_t>(kId)[n_] = f.id;
+    column<bool>(kExtended)[n_] = f.extended;
+    column<bool>(kFd)[n_] = f.fd;
+    column<bool>(kBrs)[n_] = f.brs;
+    column<bool>(kEsi)[n_] = f.esi;
+    column<bool>(kRemote)[n_] = f.remote;
+    column<bool>(kError)[n_] = f.error;
+    column<bool>(kTx)[n_] = f.tx;
+    column<uint8_t>(kDlc)[n_] = f.dlc;
+    column<uint8_t>(kLength)[n_] = f.length;
+    std::memcpy(column<uint8_t>(kData) + 64 * n_, f.data, 64);
     ++n_;
   }
   std::size_t size() const { return n_; }
-  void clear() {
-    for (void* p : all()) std::free(p);
-    time_ = nullptr;
-    channel_ = dlc_ = length_ = data_ = nullptr;
-    id_ = nullptr;
-    for (auto& f : flags_) f = nullptr;
-    n_ = capacity_ = 0;
+  void clear() { n_ = 0; }
+
+  // Moves other's rows after this one's; other is empty afterwards.
+  void append(CanColumns& other) {
+    if (n_ == 0) {
+      std::swap(columns_, other.columns_);
+      std::swap(n_, other.n_);
+      std::swap(capacity_, other.capacity_);
+      return;
+    }
+    if (other.n_ == 0) return;
+    if (n_ + other.n_ > capacity_) grow(std::max(n_ + other.n_, capacity_ + capacity_ / 2));
+    for (std::size_t c = 0; c < kColumns; ++c)
+      std::memcpy(static_cast<char*>(columns_[c]) + kWidth[c] * n_, other.columns_[c],
+                  kWidth[c] * other.n_);
+    n_ += other.n_;
+    other.n_ = 0;
   }
 
   // The columns as numpy arrays that own their memory; this object is empty afterwards.
   py::dict release() {
     grow(n_ ? n_ : 1);  // give back the unused tail
+    static const char* const names[kColumns] = {"time_us", "channel", "can_id", "extended",
+                                                "fd",      "brs",     "esi",    "remote",
+                                                "error",   "tx",      "dlc",    "length", "data"};
     py::dict d;
-    d["time_us"] = wrap(time_, py::dtype::of<int64_t>(), {n_});
-    d["channel"] = wrap(channel_, py::dtype::of<uint8_t>(), {n_});
-    d["can_id"] = wrap(id_, py::dtype::of<uint32_t>(), {n_});
-    static const char* const names[kFlags] = {"extended", "fd", "brs", "esi", "remote", "error", "tx"};
-    for (std::size_t i = 0; i < kFlags; ++i) d[names[i]] = wrap(flags_[i], py::dtype("bool"), {n_});
-    d["dlc"] = wrap(dlc_, py::dtype::of<uint8_t>(), {n_});
-    d["length"] = wrap(length_, py::dtype::of<uint8_t>(), {n_});
-    d["data"] = wrap(data_, py::dtype::of<uint8_t>(), {n_, std::size_t{64}});
+    for (std::size_t c = 0; c < kColumns; ++c) {
+      py::dtype dtype = c == kTime ? py::dtype::of<int64_t>()
+                        : c == kId ? py::dtype::of<uint32_t>()
+                        : c >= kExtended && c <= kTx ? py::dtype("bool")
+                                                     : py::dtype::of<uint8_t>();
+      std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(n_)}, strides{dtype.itemsize()};
+      if (c == kData) {
+        shape.push_back(64);
+        strides = {64, 1};
+      }
+      void* p = std::exchange(columns_[c], nullptr);
+      py::capsule owner(p, [](void* q) { std::free(q); });
+      d[names[c]] = py::array(dtype, shape, strides, p, owner);
+    }
     n_ = capacity_ = 0;
     return d;
   }
 
  private:
+  enum Column : std::size_t {
+    kTime, kChannel, kId, kExtended, kFd, kBrs, kEsi, kRemote, kError, kTx, kDlc, kLength, kData,
+    kColumns
+  };
+  // Bytes per row.
+  static constexpr std::size_t kWidth[kColumns] = {8, 1, 4, 1, 1, 1, 1, 1, 1, 1, 1, 1, 64};
+
   template <typename T>
-  static void resize(T*& p, std::size_t count) {
-    void* q = std::realloc(p, count * sizeof(T));
-    if (q == nullptr) throw std::bad_alloc();
-    p = static_cast<T*>(q);
+  T* column(Column c) {
+    return static_cast<T*>(columns_[c]);
   }
   void grow(std::size_t capacity) {
-    resize(time_, capacity);
-    resize(channel_, capacity);
-    resize(id_, capacity);
-    for (auto& f : flags_) resize(f, capacity);
-    resize(dlc_, capacity);
-    resize(length_, capacity);
-    resize(data_, capacity * 64);
+    for (std::size_t c = 0; c < kColumns; ++c) {
+      void* q = std::realloc(columns_[c], capacity * kWidth[c]);
+      if (q == nullptr) throw std::bad_alloc();
+      columns_[c] = q;
+    }
     capacity_ = capacity;
-  }
-  template <typename T>
-  static py::array wrap(T*& p, py::dtype dtype, std::vector<std::size_t> shape) {
-    py::capsule owner(p, [](void* q) { std::free(q); });
-    std::vector<std::size_t> strides{dtype.itemsize() * (shape.size() == 2 ? shape[1] : 1)};
-    if (shape.size() == 2) strides.push_back(dtype.itemsize());
-    py::array a(dtype, shape, strides, p, owner);
-    p = nullptr;
-    return a;
-  }
-  std::array<void*, 13> all() {
-    return {time_, channel_, id_, flags_[0], flags_[1], flags_[2], flags_[3], flags_[4],
-            flags_[5], flags_[6], dlc_, length_, data_};
   }
 
   std::size_t n_ = 0, capacity_ = 0;
-  int64_t* time_ = nullptr;
-  uint8_t* channel_ = nullptr;
-  uint32_t* id_ = nullptr;
-  bool* flags_[kFlags] = {};
-  uint8_t* dlc_ = nullptr;
-  uint8_t* length_ = nullptr;
-  uint8_t* data_ = nullptr;
+  std::array<void*, kColumns> columns_{};
 };
 
+// Takes the CAN frames among the records next() hands out until it gives null, or until max
+// frames are taken (max < 0: no limit); false when it stopped at the limit.
+template <typename Next>
+bool takeFrames(Next&& next, vxtrace::Filter& filter, CanColumns& columns, long long max = -1) {
+  const bool filtering = !filter.empty();
+  CanFrame f;
+  while (max < 0 || columns.size() < static_cast<std::size_t>(max)) {
+    std::unique_ptr<MessageBase> msg = next();
+    if (!msg) return true;
+    if (isCanRecord(msg->msgId) && vxtrace::toCanFrame(*msg, f) == nullptr &&
+        (!filtering || filter.matches(*msg)))
+      columns.push(f);
+  }
+  return false;
+}
+
+// One reader from the front, in batches: pipes, file objects, bytes and iter_can.
 class CanReader {
  public:
-  CanReader(py::handle source, CanFilter filter)
+  CanReader(py::handle source, vxtrace::Filter filter)
       : session_(std::make_unique<Input>(source), Policy{}), filter_(std::move(filter)) {}
 
-  // Up to about max frames (all of a container's are taken), as
-  // (columns, problems, dropped problems, ended); max < 0 reads to the end.
+  // Up to max frames (max < 0: to the end), as (columns, problems, dropped problems, ended).
   py::tuple read(long long max) {
     CanColumns columns;
-    bool ended = false, fast = false;
+    bool ended;
     {
       py::gil_scoped_release unlocked;
-      if (max < 0 && !started_ && !session_.input().fed()) {
-        // A clean file needs no validation record by record.
-        const bool clean = scanCleanCan(session_.input().fd(), [&](const CanFrame& f) {
-          if (filter_.wants(f)) columns.push(f);
-        });
-        ended = fast = clean;
-        if (!clean) columns.clear();
-      }
-      started_ = true;
-      CanFrame f;
-      while (!ended && (max < 0 || columns.size() < static_cast<std::size_t>(max))) {
-        std::unique_ptr<MessageBase> msg = session_.next();
-        if (!msg) {
-          ended = true;
-          break;
-        }
-        if (msg->msgId != MSGID_CAN && msg->msgId != MSGID_CAN_EXT && msg->msgId != MSGID_CAN_PROXY)
-          continue;
-        if (vxtrace::toCanFrame(*msg, f) == nullptr && filter_.wants(f)) columns.push(f);
-      }
+      ended = takeFrames([this] { return session_.next(); }, filter_, columns, max);
     }
     uint64_t dropped = 0;
     py::list problems = problemList(session_, dropped);
-    if (ended && !fast) session_.raiseIfFailed(formatError);
+    if (ended) session_.raiseIfFailed(formatError);
     return py::make_tuple(columns.release(), problems, dropped, ended);
   }
 
  private:
   Session session_;
-  CanFilter filter_;
-  bool started_ = false;
+  vxtrace::Filter filter_;
 };
+
+// A seekable file on threads threads: each part's frames and problems are gathered in its
+// worker thread and appended in file order. Returns what CanReader::read(-1) returns.
+py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsigned threads) {
+  struct Chunk {
+    CanColumns columns;
+    ProblemList problems;
+    uint64_t cleanRecords = 0;  // records taken straight from the bytes, not in the counts
+  };
+  Input input(source);
+  vxtrace::ReadPolicy policy;
+  policy.expandContainers = true;
+  vxtrace::Source file = vxtrace::Source::descriptor(input.fd(), input.name());
+  vxtrace::ScanOptions options;
+  options.threads = threads;
+  // Parts of a few MB: even a file of a few times the scan's default part keeps every thread
+  // busy to the end, and a part costs one short look for its first record.
+  if (file.size())
+    options.partBytes = std::clamp<uint64_t>(*file.size() / (uint64_t{threads} * 4), 1u << 20, 32u << 20);
+  Chunk all;
+  vxtrace::ScanSummary summary;
+  {
+    py::gil_scoped_release unlocked;
+    summary = vxtrace::scanParts(
+        std::move(file), policy, options,
+        [&filter](vxtrace::Part& part) -> std::shared_ptr<void> {
+          // The handlers may still be called while the part is drained after this returns.
+          auto chunk = std::make_shared<Chunk>();
+          ProblemList* problems = &chunk->problems;
+          part.setLossHandler([problems](const vxtrace::Reader::Loss& loss) {
+            problems->add(lossProblem(loss));
+          });
+          part.setDiagnosticHandler(
+              [problems](uint64_t offset, vxtrace::DiagnosticLevel level, const std::string& line) {
+                problems->add(lineProblem(offset, level, line));
+              });
+          vxtrace::Filter own = filter;  // matches() marks values as seen: one per thread
+          const bool filtering = !own.empty();
+          chunk->cleanRecords = vxtrace::takeCleanCanFrames(
+              part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
+                        std::size_t size) {
+                if (filtering) {
+                  // The filter reads records: only a filtered read builds them.
+                  std::unique_ptr<MessageBase> decoded;
+                  if (record == nullptr) {
+                    decoded.reset(MessageBase::readFromByteArray(bytes, static_cast<unsigned>(size)));
+                    record = decoded.get();
+                  }
+                  if (record == nullptr || !own.matches(*record)) return;
+                }
+                chunk->columns.push(f);
+              });
+          if (chunk->cleanRecords == 0) {
+            chunk->columns.clear();
+            own = filter;
+            takeFrames([&part] { return part.next(); }, own, chunk->columns);
+          }
+          return chunk;
+        },
+        [&all](std::shared_ptr<void> result, vxtrace::Part&) {
+          Chunk& chunk = *std::static_pointer_cast<Chunk>(result);
+          all.columns.append(chunk.columns);
+          all.problems.append(std::move(chunk.problems));
+          all.cleanRecords += chunk.cleanRecords;
+        });
+  }
+  summary.counts.records += all.cleanRecords;
+  py::list problems;
+  for (const Problem& p : all.problems.kept)
+    problems.append(py::make_tuple(p.kind, p.offset, p.length, p.text));
+  raiseIfNoTrace(formatError, input.name(), summary.error, summary.notATrace, summary.counts);
+  return py::make_tuple(all.columns.release(), problems, all.problems.dropped, true);
+}
 
 // ---- encoding ------------------------------------------------------------------------------
 
@@ -423,13 +503,23 @@ PYBIND11_MODULE(_vxtrace, m) {
       .def_property_readonly("counts", &RecordReader::counts);
 
   py::class_<CanReader>(m, "_CanReader")
-      .def(py::init([](py::handle source, std::vector<std::pair<uint32_t, uint32_t>> ids,
-                       std::vector<uint8_t> channels, uint64_t start, uint64_t end) {
-             return std::make_unique<CanReader>(source, CanFilter{std::move(ids), std::move(channels),
-                                                                  start, end});
+      .def(py::init([](py::handle source, std::vector<std::string> ids,
+                       std::vector<std::string> channels, std::optional<uint64_t> start,
+                       std::optional<uint64_t> end) {
+             return std::make_unique<CanReader>(source, makeFilter(ids, channels, start, end));
            }),
            py::arg("source"), py::arg("ids"), py::arg("channels"), py::arg("start"), py::arg("end"))
       .def("read", &CanReader::read, py::arg("max") = -1);
+
+  m.def(
+      "_read_can_in_parts",
+      [](py::handle source, std::vector<std::string> ids, std::vector<std::string> channels,
+         std::optional<uint64_t> start, std::optional<uint64_t> end, unsigned threads) {
+        return readCanInParts(source, makeFilter(ids, channels, start, end), threads);
+      },
+      py::arg("source"), py::arg("ids"), py::arg("channels"), py::arg("start"), py::arg("end"),
+      py::arg("threads"));
+  m.def("_default_threads", &vxtrace::defaultThreads);
 
   m.def("_export", &exportTrace, py::arg("source"), py::arg("path"), py::arg("format"),
         py::arg("diag"), py::arg("report"));

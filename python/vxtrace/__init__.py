@@ -12,7 +12,6 @@ one is given. Input in which no record is found raises `FormatError`.
 """
 
 import datetime as _datetime
-import re as _re
 import warnings as _warnings
 from typing import NamedTuple as _NamedTuple
 
@@ -167,59 +166,39 @@ def _time_us(value, what):
     raise TypeError(f"{what}: expected microseconds, a datetime or an ISO time, not {value!r}")
 
 
-def _channel(value):
-    """A zero-based CAN channel from 0, "can0" (candump's name), "CAN #1", "CAN1" or "can 1"."""
-    if isinstance(value, (int, _np.integer)) and not isinstance(value, bool):
-        number = int(value)
-    else:
-        text = str(value).strip()
-        if _re.fullmatch(r"can\d+", text):
-            number = int(text[3:])
-        else:
-            match = _re.fullmatch(r"CAN\s*#?\s*(\d+)", text, _re.IGNORECASE)
-            if not match or int(match[1]) == 0:
-                raise ValueError(f"unknown CAN channel {value!r} (0, 'can0', 'CAN #1', 'CAN1')")
-            number = int(match[1]) - 1
-    if not 0 <= number <= 255:
-        raise ValueError(f"CAN channel {value!r} out of range")
-    return number
-
-
-def _can_id(value):
-    """(value, mask) from an identifier or a (value, mask) pair."""
-    if isinstance(value, tuple):
-        ident, mask = value
-    else:
-        ident, mask = value, 0x1FFFFFFF
-    for v in (ident, mask):
-        if not 0 <= int(v) <= 0x1FFFFFFF:
-            raise ValueError(f"CAN identifier {v!r} out of range")
-    return int(ident), int(mask)
-
-
-def _can_reader(source, can_ids=None, channels=None, start=None, end=None):
-    start_us, end_us = _time_us(start, "start"), _time_us(end, "end")
-    if start_us is not None and end_us is not None and start_us > end_us:
-        raise ValueError("start is later than end")
-    if isinstance(can_ids, (int, tuple)):
+def _filter_args(can_ids, channels, start, end):
+    """The io layer's filter texts: identifiers as "0x..." (ID/MASK for pairs), channel numbers
+    as candump names ("can0" is the first); None when an empty selection selects nothing."""
+    if isinstance(can_ids, (int, _np.integer, tuple)):
         can_ids = [can_ids]
-    if isinstance(channels, (int, str)):
+    if isinstance(channels, (int, _np.integer, str)):
         channels = [channels]
-    ids = [_can_id(v) for v in can_ids or ()]
-    if can_ids is not None and not ids:
-        ids = [(0xFFFFFFFF, 0xFFFFFFFF)]  # an empty selection selects nothing
-    chans = [_channel(c) for c in channels or ()]
-    if channels is not None and not chans:
+    if (can_ids is not None and len(can_ids) == 0) or (channels is not None and len(channels) == 0):
         return None
-    return _vxtrace._CanReader(source, ids, chans, start_us or 0,
-                               (1 << 64) - 1 if end_us is None else end_us)
+    ids = []
+    for value in can_ids or ():
+        pair = value if isinstance(value, tuple) else (value,)
+        if not all(isinstance(v, (int, _np.integer)) and 0 <= v <= 0x1FFFFFFF for v in pair):
+            raise ValueError(f"CAN identifier {value!r} out of range")
+        # Eight digits keep an identifier beyond 11 bits extended in every filter syntax.
+        ids.append("/".join(("0x%X" if v <= 0x7FF else "0x%08X") % v for v in pair))
+    chans = []
+    for value in channels or ():
+        if isinstance(value, (int, _np.integer)) and not isinstance(value, bool):
+            if not 0 <= value <= 255:
+                raise ValueError(f"CAN channel {value!r} out of range")
+            value = f"can{value}"
+        chans.append(str(value))
+    return ids, chans, _time_us(start, "start"), _time_us(end, "end")
 
 
-def iter_can(source, *, batch=65536, on_problem=None, **filters):
+def iter_can(source, *, batch=65536, on_problem=None, can_ids=None, channels=None, start=None,
+             end=None):
     """The CAN frames of a trace as CanFrames of about batch frames each, in constant memory."""
-    reader = _can_reader(source, **filters)
-    if reader is None:
+    args = _filter_args(can_ids, channels, start, end)
+    if args is None:
         return
+    reader = _vxtrace._CanReader(source, *args)
     report = _reporter(on_problem, _name(source))
     while True:
         columns, problems, dropped, ended = reader.read(batch)
@@ -230,17 +209,29 @@ def iter_can(source, *, batch=65536, on_problem=None, **filters):
             return
 
 
-def read_can(source, *, can_ids=None, channels=None, start=None, end=None, on_problem=None):
+def read_can(source, *, can_ids=None, channels=None, start=None, end=None, threads=None,
+             on_problem=None):
     """Every CAN, CAN FD, extended CAN and proxy frame of a trace, containers included, as
     CanFrames. source is a path, a binary file object or bytes.
 
-    can_ids: identifiers, or (value, mask) pairs, standard or extended.
+    can_ids: identifiers, or (value, mask) pairs; one wider than 11 bits selects extended
+    frames only.
     channels: zero-based numbers or labels ("CAN #1", "CAN1", "can0" all name the first).
-    start, end: the time range, inclusive (microseconds, datetime, or ISO text in UTC).
+    start, end: the time range [start, end) (microseconds, datetime, or ISO text in UTC).
+    threads: threads reading a file given by its path (default: one per core); bytes, pipes
+    and file objects are read by one.
     """
-    reader = _can_reader(source, can_ids=can_ids, channels=channels, start=start, end=end)
-    if reader is None:
+    if threads is None:
+        threads = _vxtrace._default_threads()
+    if isinstance(threads, bool) or not isinstance(threads, (int, _np.integer)) or \
+            not 1 <= threads <= 256:
+        raise ValueError(f"threads: {threads!r} is not a number from 1 to 256")
+    args = _filter_args(can_ids, channels, start, end)
+    if args is None:
         return CanFrames(_empty_columns())
-    columns, problems, dropped, _ = reader.read(-1)
+    if isinstance(source, str) or hasattr(source, "__fspath__"):
+        columns, problems, dropped, _ = _vxtrace._read_can_in_parts(source, *args, int(threads))
+    else:
+        columns, problems, dropped, _ = _vxtrace._CanReader(source, *args).read(-1)
     _reporter(on_problem, _name(source))(problems, dropped)
     return CanFrames(columns)

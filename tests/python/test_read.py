@@ -90,19 +90,46 @@ def test_read_can_matches_candump_export_frame_for_frame(traces, name):
     df = f.to_pandas()
     assert list(df.columns[:3]) == ["time_us", "channel", "can_id"]
     assert df.data[0] == bytes(f.data[0, :f.length[0]])
-    # Filters: identifiers (value or value/mask), channels by number or label, time range.
-    ident = int(f.can_id[~f.error][0])
+    # Filters: identifiers (value or value/mask), channels by number or label, [start, end).
+    ident = next(int(i) for i in f.can_id[~f.error & ~f.extended]
+                 if i not in set(f.can_id[f.extended].tolist()))
     for kw, expect in [
         (dict(can_ids=[ident]), f.can_id == ident),
-        (dict(can_ids=[(ident & ~0xF, 0x1FFFFFF0)]), (f.can_id & ~0xF) == (ident & ~0xF)),
+        (dict(can_ids=[(ident & ~0xF, 0x7F0)]),
+         ((f.can_id & 0x7F0) == (ident & 0x7F0)) & ~f.extended & ~f.error),
         (dict(channels=["CAN #2"]), f.channel == 1),
-        (dict(channels=["can1", "CAN1"]), f.channel <= 1),
+        (dict(channels=["can1", "CAN1", 2]), f.channel <= 2),
         (dict(start=int(f.time_us[100]), end=int(f.time_us[200])),
-         (f.time_us >= f.time_us[100]) & (f.time_us <= f.time_us[200])),
+         (f.time_us >= f.time_us[100]) & (f.time_us < f.time_us[200])),
         (dict(can_ids=[]), f.can_id < 0),
     ]:
         got = vxtrace.read_can(traces[name], **kw)
         assert np.array_equal(got.time_us, f.time_us[expect]), kw
+
+
+def test_read_can_on_threads_equals_one_reader(traces, tmp_path):
+    """Parts cut through garbage, containers and time running backwards (each copy starts
+    before the last ended), some read straight from their bytes and some record by record,
+    give what one thread and the stream reader give."""
+    copy = traces["lz4"].read_bytes() + traces["plain"].read_bytes()
+    data = b"".join(copy + (b"\x13" * 77 if i in (3, 29) else b"") for i in range(40))
+    path = tmp_path / "big.vxt"
+    path.write_bytes(data)
+    assert len(data) > 9 << 20
+    runs = []
+    for source, threads in [(path, 1), (path, 4), (path, None), (data, 3)]:
+        problems = []
+        runs.append((vxtrace.read_can(source, threads=threads, on_problem=problems.append),
+                     problems))
+    one, one_problems = runs[0]
+    assert len(one) > 100000 and [p.kind for p in one_problems] == ["skipped"] * 2
+    for frames, problems in runs[1:]:
+        assert problems == one_problems
+        for c in vxtrace._COLUMNS:
+            assert np.array_equal(getattr(frames, c), getattr(one, c)), c
+    for bad in (0, 257, 2.0, True):
+        with pytest.raises(ValueError, match="threads"):
+            vxtrace.read_can(path, threads=bad)
 
 
 def test_bad_input_raises_or_warns(tmp_path, traces):
@@ -128,8 +155,9 @@ def test_bad_input_raises_or_warns(tmp_path, traces):
     assert len(records) == len(list(vxtrace.open(data))) and problems[0].offset == at
     with pytest.raises(TypeError):
         vxtrace.read_can(12)
-    with pytest.raises(ValueError):
-        vxtrace.read_can(data, channels=["bus 3"])
+    for kw in (dict(channels=[256]), dict(start=5, end=4)):
+        with pytest.raises(ValueError):
+            vxtrace.read_can(data, **kw)
 
 
 @pytest.mark.parametrize("fmt", ["jsonl", "asc"])

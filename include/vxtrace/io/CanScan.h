@@ -1,0 +1,32 @@
+#pragma once
+// The CAN frames of one part of a parallel scan without a record per frame, where the part is
+// what a logger writes: V1 records with markers, one right after the other. There the
+// validating reader would take every record as it stands, so the CAN records are read straight
+// from their bytes (toCanFrame on bytes) and only the other records are decoded. Anything else
+// in the part (garbage, padding, a frame that does not decode, a diagnostic line, a marker
+// inside a record that might start a record of its own) leaves the part to Part::next(), which
+// then reports exactly what it finds.
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "vxtrace/Export.h"
+#include "vxtrace/io/CanFrame.h"
+#include "vxtrace/io/ParallelScan.h"
+
+namespace vxtrace {
+
+// frame: the CAN frame. record: its record where one was decoded (inside a container), else
+// null and bytes, size hold the record's frame from its size field on, as the decoders take
+// it. Both valid during the call only.
+using CanFrameTake = std::function<void(const CanFrame& frame, const MessageBase* record,
+                                        const uint8_t* bytes, std::size_t size)>;
+
+// When the part is a clean chain of a file source: calls take for each of its CAN frames in
+// order (those inside containers too when the part's policy expands them) and returns the
+// number of records the part holds; next() then gives null, and the part's counts() leave
+// these records out. Otherwise returns 0 and the frames already given must be dropped: the
+// part is as it was, to be read with next(). Call before the part's first next().
+VXTRACE_API uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take);
+
+}  // namespace vxtrace

@@ -1,0 +1,172 @@
+#include "vxtrace/io/CanScan.h"
+
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "core/DecodePolicy.h"
+#include "io/ReaderAccess.h"
+#include "util/ByteOrder.h"
+#include "util/Diagnostics.h"
+#include "vxtrace/ContainerMessage.h"
+
+namespace vxtrace {
+
+namespace {
+
+using detail::loadBE16;
+
+// Whether a marker inside a record's span (after its own) could start a record that also ends
+// inside it: then the validating reader might split the record, and only it can say.
+bool suspectInside(const uint8_t* record, std::size_t length) {
+  for (std::size_t i = 1; i + 4 <= length; ++i) {
+    const void* hit = std::memchr(record + i, 0x55, length - i);
+    if (hit == nullptr) return false;
+    i = static_cast<std::size_t>(static_cast<const uint8_t*>(hit) - record);
+    if (i + 4 > length) return false;
+    const std::size_t size = loadBE16(record + i + 2);
+    if (record[i + 1] == 0xAA && size >= 12 && i + size + 4 <= length) return true;
+  }
+  return false;
+}
+
+bool isCan(msgid_t id) { return id == MSGID_CAN || id == MSGID_CAN_EXT || id == MSGID_CAN_PROXY; }
+
+class Walker {
+ public:
+  Walker(const CanFrameTake& take, bool expand) : take_(take), expand_(expand) {}
+
+  // One record of length bytes at p (marker included); false when the chain is not clean.
+  bool record(const uint8_t* p, std::size_t length) {
+    const uint8_t* frame = p + 2;
+    const std::size_t frameLength = length - 2;
+    if (isCan(static_cast<msgid_t>(loadBE16(p + 4)))) {
+      const char* why = toCanFrame(frame, frameLength, frame_);
+      if (why == kUndecodableCanFrame || suspectInside(p, length)) return false;
+      if (why == nullptr) take_(frame_, nullptr, frame, frameLength);
+      return quiet_;
+    }
+    std::unique_ptr<MessageBase> msg;
+    try {
+      msg.reset(MessageBase::readFromByteArray(frame, static_cast<unsigned int>(frameLength)));
+    } catch (...) {
+      return false;
+    }
+    if (!msg || msg->msgId == MSGID_INVALID) return false;
+    if (msg->msgId == MSGID_CONTAINER || msg->msgId == MSGID_WRAPPER) {
+      // Records that carry whole frames are taken whatever their inside looks like.
+      if (msg->msgId == MSGID_CONTAINER && expand_ && !expand(*msg, 1)) return false;
+    } else if (suspectInside(p, length)) {
+      return false;
+    }
+    return quiet_;
+  }
+
+  bool quiet() const { return quiet_; }
+  detail::LineCollector lines{[this](DiagnosticLevel, const std::string&) { quiet_ = false; }};
+
+ private:
+  // Depth first, as Reader hands contained records out, and no deeper than it expands.
+  bool expand(const MessageBase& msg, unsigned depth) {
+    const auto* container = dynamic_cast<const ContainerMessage*>(&msg);
+    if (container == nullptr) return false;
+    container->messages.clear();
+    if (!container->decompress(container->numOfMsg, container->data.data(),
+                               static_cast<unsigned int>(container->data.size())))
+      return false;
+    for (const auto& inner : container->messages) {
+      if (inner->msgId == MSGID_INVALID) return false;
+      if (isCan(inner->msgId) && toCanFrame(*inner, frame_) == nullptr)
+        take_(frame_, inner.get(), nullptr, 0);
+      if (inner->msgId == MSGID_CONTAINER && depth < Reader::kMaxDepth &&
+          !expand(*inner, depth + 1))
+        return false;
+    }
+    container->messages.clear();
+    return true;
+  }
+
+  const CanFrameTake& take_;
+  const bool expand_;
+  CanFrame frame_;
+  bool quiet_ = true;
+};
+
+constexpr uint64_t kNowhere = ~uint64_t{0};
+
+// Walks the part's records from its first byte; the number of records, with landing set to
+// where the first record past the part begins (or the end of the input); 0 if not clean.
+uint64_t walk(Part& part, Walker& walker, uint64_t& landing) {
+  const int fd = part.reader().source().fd();
+  const uint64_t end = part.end();
+  uint64_t base = part.begin();  // stream offset of buffer[0]
+  uint64_t readAt = base;
+  std::vector<uint8_t> buffer(1 << 20);
+  std::size_t have = 0;
+  bool eof = false;
+  uint64_t records = 0;
+  for (;;) {
+    if (!eof && have < buffer.size()) {
+      const ssize_t n = ::pread(fd, buffer.data() + have, buffer.size() - have,
+                                static_cast<off_t>(readAt));
+      if (n < 0) return 0;
+      eof = n == 0;
+      readAt += static_cast<uint64_t>(n);
+      have += static_cast<std::size_t>(n);
+      if (n > 0) continue;  // fill the buffer before walking it
+    }
+    std::size_t at = 0;
+    while (have - at >= 4) {
+      if (end != kNowhere && base + at >= end) {
+        landing = base + at;
+        return records;
+      }
+      const uint8_t* p = buffer.data() + at;
+      if (p[0] != 0x55 || p[1] != 0xAA) return 0;
+      const std::size_t length = loadBE16(p + 2) + std::size_t{4};
+      if (length < 16) return 0;
+      if (have - at < length) break;
+      // Its successor must start with a marker too, or the input end right after it.
+      if (have - at >= length + 2 && (p[length] != 0x55 || p[length + 1] != 0xAA)) return 0;
+      if (have - at < length + 2 && !eof) break;
+      if (!walker.record(p, length)) return 0;
+      at += length;
+      ++records;
+    }
+    std::memmove(buffer.data(), buffer.data() + at, have - at);
+    have -= at;
+    base += at;
+    if (eof) {
+      landing = base;
+      return have == 0 ? records : 0;
+    }
+  }
+}
+
+}  // namespace
+
+uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take) {
+  Reader& reader = part.reader();
+  if (reader.source().fd() < 0 || !reader.source().seekable() || reader.framing() != Framing::V1)
+    return 0;
+  const ReadPolicy& policy = reader.policy();
+  Walker walker(take, policy.expandContainers);
+  uint64_t landing = 0, records = 0;
+  {
+    const detail::DecodePolicy decode{policy.invalidRecords, policy.decodeDiagnostics};
+    detail::DecodePolicyScope decoding(decode);
+    detail::DiagnosticScope lines(walker.lines);
+    records = walk(part, walker, landing);
+  }
+  if (records == 0 || !walker.quiet()) return 0;
+  // The part's reader goes on at the first record past the part, so that the part ends where
+  // reading it from its start would have ended it. What is found there is the next part's.
+  detail::ReaderAccess::restart(reader, detail::fileInput(reader.source().fd(), landing), landing,
+                                false);
+  reader.setDiagnosticHandler([](uint64_t, DiagnosticLevel, const std::string&) {});
+  return records;
+}
+
+}  // namespace vxtrace
