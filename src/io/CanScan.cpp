@@ -103,7 +103,7 @@ uint64_t walk(Part& part, Walker& walker, uint64_t& landing) {
   const uint64_t end = part.end();
   uint64_t base = part.begin();  // stream offset of buffer[0]
   uint64_t readAt = base;
-  std::vector<uint8_t> buffer(1 << 20);
+  std::vector<uint8_t> buffer(256 << 10);  // four of the longest records
   std::size_t have = 0;
   bool eof = false;
   uint64_t records = 0;
