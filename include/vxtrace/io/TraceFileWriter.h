@@ -66,6 +66,16 @@ struct TraceFileWriterOptions {
   enum class Existing { Refuse, Replace, Append };
   Existing existing = Existing::Refuse;
 
+  // When set, each file of the set is opened by open (its name in; a descriptor open for
+  // writing out, or -1 with errno set) and handed to close once complete, which then owns the
+  // descriptor: the writer neither creates, replaces nor closes such files itself, and existing
+  // does not apply. For a caller that writes under temporary names and renames on success.
+  struct FileHooks {
+    std::function<int(const std::string& name)> open;
+    std::function<void(const std::string& name, int fd)> close;
+  };
+  FileHooks files;
+
   // Append cuts a torn tail (and a closing end-of-file record) off the file it goes on with;
   // it refuses a cut longer than this.
   uint64_t maxTailCut = 1 << 20;
@@ -134,6 +144,7 @@ class VXTRACE_API TraceFileWriter {
   void openFile(uint64_t ts);
   void appendTo(const std::string& path);
   void closeFile();
+  void release() noexcept;  // the open file's descriptor, after a failure
   void closeBundle();
   // One write unit: a record given as object or as frame, standing for records records.
   void emit(const MessageBase* msg, const uint8_t* frame, std::size_t length, uint64_t records,
