@@ -48,7 +48,7 @@ TEST_F(ToolTest, FilterWritesWhatDumpShowsInEachFramingAndBundling) {
     SCOPED_TRACE(testing::PrintToString(row.args));
     Args dump = {"dump"}, filter = {"filter", "-o", path("f.vxt")};
     for (const auto& a : row.args)
-      if (a.compare(0, 4, "--co") != 0 && a != "--v1" && a != "--v2") dump.push_back(a);
+      if (a.compare(0, 12, "--containers") != 0 && a != "--v1" && a != "--v2") dump.push_back(a);
     filter.insert(filter.end(), row.args.begin(), row.args.end());
     const Result wanted = run(dump);
     ASSERT_EQ(wanted.status, 0) << wanted.err;
@@ -58,7 +58,7 @@ TEST_F(ToolTest, FilterWritesWhatDumpShowsInEachFramingAndBundling) {
     EXPECT_EQ(r.err, "");
     EXPECT_EQ(vxtest::readFile(path("f.vxt"))[0], row.marker);
     const std::string got = run({"dump", path("f.vxt")}).out;
-    EXPECT_EQ(countOf(got, "CONTAINER   | ") > 10, row.containers);
+    EXPECT_EQ(countOf(got, "CONTAINER   | ") > 2, row.containers);
     EXPECT_EQ(unboxed(got), unboxed(wanted.out));
   }
   // Compressed bundles are smaller than plain ones.
@@ -92,9 +92,11 @@ TEST_F(ToolTest, SplitPartsTogetherAreTheInput) {
     std::string joined;
     for (const std::string& p : parts) {
       const std::string text = run({"dump", p}).out;
-      if (row.args[1] == "20k") EXPECT_LE(vxtest::readFile(p).size(), 20u * 1024);
-      if (row.args[1] == "1")  // the first and the last record in the same second
+      if (row.args[1] == "20k") {
+        EXPECT_LE(vxtest::readFile(p).size(), 20u * 1024);
+      } else if (row.args[1] == "1") {  // the first and the last record in the same second
         EXPECT_EQ(text.substr(0, 19), text.substr(text.rfind('\n', text.size() - 2) + 1, 19));
+      }
       joined += text;
     }
     EXPECT_EQ(unboxed(joined), whole);
@@ -144,7 +146,8 @@ TEST_F(ToolTest, OutputDoesNotDependOnTheThreads) {
       {"filter", "--v2", "--channel", "CAN #2", "--count", "3000"},
       {"filter", "--containers=plain", "--split-size", "100k"},
   };
-  for (const auto& format : vxtrace::exportFormats()) runs.push_back({"convert", "--to", format});
+  for (const char* format : {"candump", "pcapng", "asc", "blf", "jsonl", "csv"})
+    runs.push_back({"convert", "--to", format});
   runs.push_back({"convert", "--to", "csv", "--can-id", "0x100/0x700", "--count", "900"});
   for (const Args& verb : runs) {
     SCOPED_TRACE(testing::PrintToString(verb));
@@ -170,7 +173,9 @@ TEST_F(ToolTest, OutputDoesNotDependOnTheThreads) {
       EXPECT_EQ(r.status, firstStatus);
       EXPECT_TRUE(out == first) << threads;
       // A pipe has no file name to report.
-      if (!pipe) EXPECT_EQ(r.err, firstErr);
+      if (!pipe) {
+        EXPECT_EQ(r.err, firstErr);
+      }
     }
   }
 }

@@ -25,8 +25,9 @@ struct TraceFileWriterOptions {
   // shrink is stored plain). A bundle is written once it holds containerRecords records
   // (1..255), before a record would take its block past containerBytes (64..kMaxBlock), and
   // before a record whose time stamp lies containerAgeUs or more after the bundle's first
-  // (0: no age limit; tick() applies it without a record). Container records given to write()
-  // and records too large for a block are written on their own, in order.
+  // (0: no age limit; tick() applies it without a record). Container records given to write(),
+  // records too large for a block and records of 12 bytes (the container walk stops short of
+  // such a frame at a block's end) are written on their own, in order.
   enum class Containers { None, Plain, Lz4 };
   Containers containers = Containers::None;
   unsigned containerRecords = 64;
