@@ -103,8 +103,9 @@ PartScan::PartScan(const Input& in, const ReadOptions& options, unsigned threads
     : in_(in), options_(options), threads_(threads), progress_(progress) {}
 
 bool PartScan::run(const Make& make, const Visit& visit, const Consume& consume) {
-  if (in_.size == 0) {
-    // A pipe is read as it arrives, each record passed on at once: nothing waits for the end.
+  if (in_.size == 0 || threads_ == 1) {
+    // One reader (a pipe as it arrives), each record passed on at once: nothing waits for the
+    // end, and nothing is held but the record.
     TraceReader reader(in_.fd, in_.name, options_, progress_);
     std::unique_ptr<PartResult> result = make();
     const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {

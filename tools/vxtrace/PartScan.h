@@ -1,6 +1,6 @@
 #pragma once
-// Reads an input in parts on worker threads (a pipe in one part) with the reports and counts a
-// TraceReader gives. Each part's records go to the caller's work in the part's thread; what the
+// Reads an input in parts on worker threads (one thread or a pipe: through a TraceReader) with
+// the reports and counts a TraceReader gives. Each part's records go to the caller's work in the part's thread; what the
 // work made comes back to the calling thread in file order, after that part's reports, so the
 // output cannot depend on the number of threads.
 #include <cstdint>
@@ -36,8 +36,8 @@ class PartScan {
   // visit may take over.
   using Visit =
       std::function<void(PartResult& result, std::unique_ptr<MessageBase>& msg, uint64_t offset)>;
-  // In the calling thread, in file order; takes what it needs out of the result (a pipe hands
-  // the same object again, record by record) and returns the offset of the record after which
+  // In the calling thread, in file order; takes what it needs out of the result (one reader
+  // hands the same object again, record by record) and returns the offset of the record after which
   // the reading stops, or UINT64_MAX to go on.
   using Consume = std::function<uint64_t(PartResult& result)>;
 
