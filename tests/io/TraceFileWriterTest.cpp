@@ -21,10 +21,8 @@ namespace {
 
 uint32_t crc32(const std::string& bytes) {
   uint32_t c = ~0u;
-  for (unsigned char b : bytes) {
-    c ^= b;
-    for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-  }
+  for (unsigned char b : bytes)
+    for (int k = 0; k < 8; ++k, b >>= 1) c = ((c ^ b) & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
   return ~c;
 }
 

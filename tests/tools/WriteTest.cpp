@@ -35,14 +35,13 @@ TEST_F(ToolTest, FilterWritesWhatDumpShowsInEachFramingAndBundling) {
   struct Row {
     Args args;
     char marker;
-    bool containers;
+    int containers;  // 0 none, 1 plain, 2 compressed
   } rows[] = {
-      {{v1, "--containers=plain", "--channel", "CAN #1"}, '\x55', true},
-      {{v2, "--containers=lz4", "--id", "MSGID_CAN_EXT"}, 'Z', true},
-      {{boxed, "--containers"}, '\x55', true},
-      {{boxed, "--v2", "--channel", "FlexRay 2"}, 'Z', false},
-      {{v2, "--v1", "--count", "500"}, '\x55', false},
-      {{v2}, 'Z', false},
+      {{v1, "--containers=plain", "--channel", "CAN #1"}, '\x55', 1},
+      {{v2, "--containers=lz4", "--id", "MSGID_CAN_EXT"}, 'Z', 2},
+      {{boxed, "--containers"}, '\x55', 2},
+      {{boxed, "--v2", "--channel", "FlexRay 2"}, 'Z', 0},
+      {{v2, "--v1", "--count", "500"}, '\x55', 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.args));
@@ -55,13 +54,10 @@ TEST_F(ToolTest, FilterWritesWhatDumpShowsInEachFramingAndBundling) {
     ASSERT_EQ(run(filter).err, "");  // a failure has its line
     EXPECT_EQ(vxtest::readFile(path("f.vxt"))[0], row.marker);
     const std::string got = run({"dump", path("f.vxt")}).out;
-    EXPECT_EQ(countOf(got, "CONTAINER   | ") > 2, row.containers);
+    EXPECT_EQ(countOf(got, "CONTAINER   | ") > 2, row.containers != 0);
+    EXPECT_EQ(countOf(got, "compression = 1") > 2, row.containers == 2);
     EXPECT_EQ(unboxed(got), unboxed(wanted.out));
   }
-  // Compressed bundles are smaller than plain ones.
-  ASSERT_EQ(run({"filter", v1, "--containers=plain", "-o", path("p.vxt")}).status, 0);
-  ASSERT_EQ(run({"filter", v1, "--containers=lz4", "-o", path("z.vxt")}).status, 0);
-  EXPECT_LT(vxtest::readFile(path("z.vxt")).size(), vxtest::readFile(path("p.vxt")).size());
 }
 
 // The parts of a split, dumped one after the other, are the input's dump; no part is larger
