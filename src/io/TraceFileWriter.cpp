@@ -398,8 +398,7 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
   // A record of 12 bytes goes on its own: as a block's last frame (16 bytes with its marker)
   // the container walk would not reach it.
   const bool bundle = options_.containers != TraceFileWriterOptions::Containers::None &&
-                      id != MSGID_CONTAINER && length > 14 &&
-                      length + 2 <= options_.containerBytes;
+                      id != MSGID_CONTAINER && length > 14 && length + 2 <= options_.containerBytes;
   if (!bundle) {
     closeBundle();
     emit(msg, frame, length, 1, ts, ts);

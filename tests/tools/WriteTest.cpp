@@ -119,12 +119,13 @@ TEST_F(ToolTest, OutputDoesNotDependOnTheThreads) {
   const Trace t = makeTrace(40000, 5, Framing::V1, vxtrace::gen::Containers::Lz4);
   Bytes bytes;
   for (std::size_t i = 0; i < t.spans.size(); ++i) {
-    // Every 101st pair swapped, garbage after every 499th record.
-    const std::size_t k = i % 101 == 50 && i + 1 < t.spans.size() ? i + 1 : i % 101 == 51 ? i - 1 : i;
-    bytes.insert(bytes.end(), t.bytes.begin() + t.spans[k].first, t.bytes.begin() + t.spans[k].second);
+    // Every hundredth pair swapped, garbage after every 499th record.
+    const auto& at = t.spans[i % 100 / 2 == 25 ? std::min(i ^ 1, t.spans.size() - 1) : i];
+    bytes.insert(bytes.end(), t.bytes.begin() + at.first, t.bytes.begin() + at.second);
     if (i % 499 == 0) bytes.insert(bytes.end(), {0x55, 0xAA, 0x00, 0x03, 0x47, 0x11});
   }
-  bytes.insert(bytes.end(), t.bytes.begin() + t.spans[9].first, t.bytes.begin() + t.spans[9].second - 3);
+  const auto& cut = t.spans[9];
+  bytes.insert(bytes.end(), t.bytes.begin() + cut.first, t.bytes.begin() + cut.second - 3);
   const std::string in = file("in.vxt", bytes);
   ASSERT_GT(bytes.size(), 1u << 20);  // parts of 64 KiB: several for every thread
   std::vector<Args> runs = {
@@ -142,7 +143,8 @@ TEST_F(ToolTest, OutputDoesNotDependOnTheThreads) {
       const bool pipe = threads[0] == '-', split = verb.size() > 3 && verb[2] == "--split-size";
       Args args = verb;
       args.insert(args.begin() + 1, pipe ? "-" : in);
-      args.insert(args.end(), {"-o", path(split ? "p%03d" : "w"), "--threads", pipe ? "3" : threads});
+      args.insert(args.end(),
+                  {"-o", path(split ? "p%03d" : "w"), "--threads", pipe ? "3" : threads});
       const Result r = run(args, pipe ? in : "/dev/null");
       EXPECT_EQ(r.status, 1) << r.err;  // the garbage and the cut record are reported
       std::string out;

@@ -127,8 +127,8 @@ bool PartScan::run(const Make& make, const Visit& visit, const Consume& consume)
   if (options_.forced) policy.framing = given;
   ScanOptions scan;
   scan.threads = threads_;
-  scan.partBytes = std::clamp<uint64_t>(in_.size / (uint64_t{threads_} * 8), kMinPartBytes,
-                                        kMaxPartBytes);
+  scan.partBytes =
+      std::clamp<uint64_t>(in_.size / (uint64_t{threads_} * 8), kMinPartBytes, kMaxPartBytes);
 
   auto work = [&](Part& part) -> std::shared_ptr<void> {
     std::shared_ptr<PartResult> result = make();
@@ -218,8 +218,8 @@ bool PartScan::run(const Make& make, const Visit& visit, const Consume& consume)
       *detected != given && !options_.quiet)
     report(progress_, in_.name + ": nothing decodable in " + framingName(given) +
                           "; the data looks like " + framingName(*detected) + " (" +
-                          (*detected == Framing::V1   ? "no framing option"
-                           : *detected == Framing::V2 ? "--v2"
+                          (*detected == Framing::V1           ? "no framing option"
+                           : *detected == Framing::V2         ? "--v2"
                            : *detected == Framing::V1NoMarker ? "--no-sync"
                                                               : "--v2 --no-sync") +
                           ")");

@@ -1,8 +1,8 @@
 #pragma once
 // Reads an input in parts on worker threads (one thread or a pipe: through a TraceReader) with
-// the reports and counts a TraceReader gives. Each part's records go to the caller's work in the part's thread; what the
-// work made comes back to the calling thread in file order, after that part's reports, so the
-// output cannot depend on the number of threads.
+// the reports and counts a TraceReader gives. Each part's records go to the caller's work in the
+// part's thread; what the work made comes back to the calling thread in file order, after that
+// part's reports, so the output cannot depend on the number of threads.
 #include <cstdint>
 #include <functional>
 #include <memory>

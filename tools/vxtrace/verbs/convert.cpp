@@ -50,10 +50,10 @@ struct ConvertPart : PartResult {
   std::unique_ptr<Exporter> exporter;
   Skipped skipped;  // exporter's, as of the last unit
   struct Unit {
-    uint64_t offset;              // of the record read (the outermost container)
-    std::size_t end;              // of its bytes
-    const MessageBase* rec;       // when the run's own selection or exporter needs it
-    uint16_t id;                  // its kind
+    uint64_t offset;               // of the record read (the outermost container)
+    std::size_t end;               // of its bytes
+    const MessageBase* rec;        // when the run's own selection or exporter needs it
+    uint16_t id;                   // its kind
     const char* reason = nullptr;  // why the exporter left it out
   };
   std::vector<Unit> units;
@@ -84,7 +84,8 @@ int runConvert(const ConvertArgs& a) {
     const std::size_t units = r.units.size();
     forEachRecord(*msg, true, [&](const MessageBase& rec) {
       if (!r.local.take(rec)) return true;
-      ConvertPart::Unit u{offset, 0, needRecords ? &rec : nullptr, static_cast<uint16_t>(rec.msgId)};
+      ConvertPart::Unit u{offset, 0, needRecords ? &rec : nullptr,
+                          static_cast<uint16_t>(rec.msgId)};
       if (r.exporter) {
         const uint64_t before = r.exporter->written();
         r.exporter->add(rec);

@@ -75,9 +75,9 @@ struct FilterPart : PartResult {
   Selection local;  // the filters without --count: a part cannot know what came before it
   std::vector<uint8_t> frames;  // from each size field on, end to end
   struct Unit {
-    uint64_t offset;        // of the record read (the outermost container)
-    std::size_t end;        // of its frame in frames
-    const MessageBase* rec; // for the run's own selection, when it needs the records
+    uint64_t offset;         // of the record read (the outermost container)
+    std::size_t end;         // of its frame in frames
+    const MessageBase* rec;  // for the run's own selection, when it needs the records
   };
   std::vector<Unit> units;
   std::vector<std::unique_ptr<MessageBase>> kept;  // own the records units point to
@@ -160,8 +160,7 @@ int runFilter(const FilterArgs& a) {
     const std::size_t units = r.units.size();
     // Containers are opened: the records inside them pass or fail one by one.
     forEachRecord(*msg, true, [&](const MessageBase& rec) {
-      if (dynamic_cast<const ContainerMessage*>(&rec) != nullptr || !r.local.take(rec))
-        return true;
+      if (dynamic_cast<const ContainerMessage*>(&rec) != nullptr || !r.local.take(rec)) return true;
       const unsigned size = rec.getSize();
       if (size < 12 || size + 2 > 65535) return true;  // no frame holds it
       const std::size_t at = r.frames.size();
