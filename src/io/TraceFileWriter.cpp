@@ -129,7 +129,7 @@ TraceFileWriter::TraceFileWriter(const TraceFileWriterOptions& options,
   out_.reserve(kGather + kMaxFrame + 8);
   block_.reserve(options_.containerBytes);
   if (timeName_) return;  // the first record names the file
-  if (options_.existing == TraceFileWriterOptions::Existing::Append) {
+  if (options_.existing == TraceFileWriterOptions::Existing::Append && !options_.files.open) {
     // Go on with the last file of the set.
     uint64_t last = 0;
     if (numbered_)
@@ -165,7 +165,23 @@ TraceFileWriter::~TraceFileWriter() {
     close();
   } catch (const std::exception& e) {
     errorLog() << "[ERROR] " << e.what() << std::endl;
-    if (fd_ >= 0 && ownsFd_) ::close(fd_);
+    release();
+  } catch (...) {  // a hook's own error type: its owner reports it
+    release();
+  }
+}
+
+void TraceFileWriter::release() noexcept {
+  const int fd = fd_;
+  fd_ = -1;
+  if (fd < 0 || !ownsFd_) return;
+  if (!options_.files.close) {
+    ::close(fd);
+    return;
+  }
+  try {
+    options_.files.close(path_, fd);
+  } catch (...) {
   }
 }
 
@@ -238,22 +254,34 @@ void TraceFileWriter::openFile(uint64_t ts) {
   const std::string name = nameFor(index_, ts);
   using Existing = TraceFileWriterOptions::Existing;
   const bool first = files_ == 0;
-  if (first && options_.existing == Existing::Append && exists(name)) {
+  const bool hooked = static_cast<bool>(options_.files.open);
+  if (first && !hooked && options_.existing == Existing::Append && exists(name)) {
     appendTo(name);
     return;
   }
-  refuseUnlessRegular(name);
-  int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
-  flags |= first && options_.existing == Existing::Replace ? O_TRUNC : O_EXCL;
-  const int fd = ::open(name.c_str(), flags, 0666);
-  if (fd < 0) fail("cannot create", name);
   struct stat st;
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    ::close(fd);
-    throw std::runtime_error("TraceFileWriter: not a regular file: " + name);
+  int fd = -1;
+  if (hooked) {
+    fd = options_.files.open(name);
+    if (fd < 0) fail("cannot create", name);
+    if (::fstat(fd, &st) != 0) {
+      const int error = errno;
+      options_.files.close(name, fd);
+      fail("cannot stat", name, error);
+    }
+  } else {
+    refuseUnlessRegular(name);
+    int flags = O_WRONLY | O_CREAT | O_CLOEXEC;
+    flags |= first && options_.existing == Existing::Replace ? O_TRUNC : O_EXCL;
+    fd = ::open(name.c_str(), flags, 0666);
+    if (fd < 0) fail("cannot create", name);
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+      ::close(fd);
+      throw std::runtime_error("TraceFileWriter: not a regular file: " + name);
+    }
   }
   fd_ = fd;
-  regular_ = true;
+  regular_ = S_ISREG(st.st_mode);
   path_ = name;
   ++files_;
   ++index_;
@@ -262,7 +290,8 @@ void TraceFileWriter::openFile(uint64_t ts) {
   fileLastTs_ = 0;
   periodEnd_ = 0;
   crc_ = 0;
-  if (options_.flush == TraceFileWriterOptions::Flush::FsyncAfterContainer) syncDirectoryOf(name);
+  if (options_.flush == TraceFileWriterOptions::Flush::FsyncAfterContainer && !hooked)
+    syncDirectoryOf(name);
 }
 
 void TraceFileWriter::appendTo(const std::string& path) {
@@ -337,7 +366,10 @@ void TraceFileWriter::closeFile() {
   if (options_.flush == TraceFileWriterOptions::Flush::FsyncAfterContainer) syncFile();
   const int fd = fd_;
   fd_ = -1;
-  if (ownsFd_ && ::close(fd) != 0) fail("cannot close", path_);
+  if (ownsFd_ && options_.files.close)
+    options_.files.close(path_, fd);
+  else if (ownsFd_ && ::close(fd) != 0)
+    fail("cannot close", path_);
 }
 
 void TraceFileWriter::write(const MessageBase& msg) { add(&msg, nullptr, msg.getSize() + 2ull); }
@@ -363,8 +395,10 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
   }
   if (options_.rotateUs != 0 && periodEnd_ == 0) periodEnd_ = periodEnd(ts, options_.rotateUs);
   ++written_;
+  // A record of 12 bytes goes on its own: as a block's last frame (16 bytes with its marker)
+  // the container walk would not reach it.
   const bool bundle = options_.containers != TraceFileWriterOptions::Containers::None &&
-                      id != MSGID_CONTAINER && length + 2 <= options_.containerBytes;
+                      id != MSGID_CONTAINER && length > 14 && length + 2 <= options_.containerBytes;
   if (!bundle) {
     closeBundle();
     emit(msg, frame, length, 1, ts, ts);

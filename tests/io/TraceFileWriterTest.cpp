@@ -21,10 +21,8 @@ namespace {
 
 uint32_t crc32(const std::string& bytes) {
   uint32_t c = ~0u;
-  for (unsigned char b : bytes) {
-    c ^= b;
-    for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-  }
+  for (unsigned char b : bytes)
+    for (int k = 0; k < 8; ++k, b >>= 1) c = ((c ^ b) & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
   return ~c;
 }
 
@@ -47,29 +45,27 @@ TEST(TraceFileWriterTest, BundlesRotatesAndNamesFilesAndReadsBackEqual) {
   RegistryGuard registry;
   const unsigned size = numbered(0).getSize();  // records are 100 ms apart
   struct Row {
-    const char* what;
     F framing;
     C containers;
     unsigned count, blockRecords, rotateRecords;
     uint64_t ageUs, rotateUs;
-    const char* pattern;
+    const char* pattern;     // h...: head and end records
     const char* files;
     std::size_t topInFirst;  // records in the first file, a container counting once
   } rows[] = {
-      {"one record a write", F::FRAMING_V1, C::None, 64, 0, 0, 0, 0, "one", "one", 100},
-      {"by count", F::FRAMING_V2, C::Plain, 10, 0, 0, 0, 0, "c", "c", 10},
-      {"by bytes", F::FRAMING_V1_NOSYNC, C::Lz4, 255, 10, 0, 0, 0, "b", "b", 10},
-      {"by age", F::FRAMING_V2_NOSYNC, C::Lz4, 255, 0, 0, 500000, 0, "a", "a", 20},
-      {"by duration", F::FRAMING_V1, C::None, 64, 0, 0, 0, 4000000, "t%H%M%S",
-       "t221320 t221324 t221328", 40},
-      {"by size", F::FRAMING_V2, C::None, 64, 0, 30, 0, 0, "s-%03d", "s-000 s-001 s-002 s-003", 30},
-      {"head and end records", F::FRAMING_V1, C::Plain, 64, 0, 0, 0, 0, "h%%%d", "h%0", 4},
+      {F::FRAMING_V1, C::None, 64, 0, 0, 0, 0, "one", "one", 100},
+      {F::FRAMING_V2, C::Plain, 10, 0, 0, 0, 0, "c", "c", 10},           // bundles by count
+      {F::FRAMING_V1_NOSYNC, C::Lz4, 255, 10, 0, 0, 0, "b", "b", 10},    // by bytes
+      {F::FRAMING_V2_NOSYNC, C::Lz4, 255, 0, 0, 500000, 0, "a", "a", 20},  // by age
+      {F::FRAMING_V1, C::None, 64, 0, 0, 0, 4000000, "t%H%M%S", "t221320 t221324 t221328", 40},
+      {F::FRAMING_V2, C::None, 64, 0, 30, 0, 0, "s-%03d", "s-000 s-001 s-002 s-003", 30},
+      {F::FRAMING_V1, C::Plain, 64, 0, 0, 0, 0, "h%%%d", "h%0", 4},
   };
   auto meta =
       std::make_shared<TraceFileMetaInfoMessage>(0, TraceFileMetaInfoMessage::META_TIME_ZONE);
   meta->text = "UTC";
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
+    SCOPED_TRACE(row.pattern);
     TempDir dir;
     Options o;
     o.framing = row.framing;
@@ -108,7 +104,7 @@ TEST(TraceFileWriterTest, BundlesRotatesAndNamesFilesAndReadsBackEqual) {
   }
 }
 
-TEST(TraceFileWriterTest, AppendCutsTheTornTailReportsItAndGoesOn) {
+TEST(TraceFileWriterTest, AppendCutsTheTornTailOfATraceOnlyReportsItAndGoesOn) {
   RegistryGuard registry;
   const int inner = static_cast<int>(numbered(0).getSize()) + 4;
   struct Row {
@@ -140,17 +136,16 @@ TEST(TraceFileWriterTest, AppendCutsTheTornTailReportsItAndGoesOn) {
     if (row.cutAfter >= 0) std::filesystem::resize_file(path, before.ends[3] + row.cutAfter);
     if (row.garbage) std::ofstream(path, std::ios::app) << std::string(100, 'U');
     const uint64_t size = std::filesystem::file_size(path);
-    std::vector<TailCut> reported;
+    std::vector<TailCut> cuts;
     o.existing = Options::Existing::Append;
     {
-      TraceFileWriter w(o, [&](const TailCut& c) { reported.push_back(c); });
-      ASSERT_EQ(reported.size(), 1u);
-      EXPECT_EQ(w.tailCuts().size(), 1u);
-      EXPECT_EQ(reported[0].path, path);
-      EXPECT_EQ(reported[0].offset, before.ends[row.kept / 10 - 1]);
-      EXPECT_EQ(reported[0].length, size - reported[0].offset);
-      EXPECT_EQ(reported[0].records, row.recordsInCut);
-      EXPECT_EQ(reported[0].endRecord, row.kept == 50);
+      TraceFileWriter w(o, [&](const TailCut& c) { cuts.push_back(c); });
+      cuts.insert(cuts.end(), w.tailCuts().begin(), w.tailCuts().end());
+      ASSERT_EQ(cuts.size(), 2u);  // reported, and kept
+      for (const TailCut& c : cuts)
+        EXPECT_EQ(std::tie(c.path, c.offset, c.length, c.records, c.endRecord),
+                  std::make_tuple(path, before.ends[row.kept / 10 - 1], size - c.offset,
+                                  row.recordsInCut, row.kept == 50));
       for (uint64_t i = row.kept; i < row.kept + 5; ++i) w.write(numbered(i));
     }
     const ReadBack after = readBack(path, o.framing);
@@ -159,10 +154,7 @@ TEST(TraceFileWriterTest, AppendCutsTheTornTailReportsItAndGoesOn) {
     expectNumbered(after.records, row.kept + 5);
     EXPECT_FALSE(std::filesystem::exists(dir.path("a-1.vxt")));
   }
-}
-
-TEST(TraceFileWriterTest, AnExistingFirstFileIsRefusedReplacedOrAppendedToOnlyWhenATrace) {
-  RegistryGuard registry;
+  // An existing first file is refused, replaced, or appended to only when it is a trace.
   TempDir dir;
   Options o;
   o.pattern = dir.path("x.vxt");
@@ -227,13 +219,12 @@ TEST(TraceFileWriterTest, KilledWriterKeepsEverySyncedRecordAndAppendResumes) {
     }
 
     const ReadBack killed = readBack(o.pattern, o.framing);
-    std::vector<TailCut> cuts;
     o.existing = Options::Existing::Append;
     uint64_t kept = 0;
     {
-      TraceFileWriter w(o, [&](const TailCut& c) { cuts.push_back(c); });
-      const uint64_t cutAt = cuts.empty() ? ~0ull : cuts[0].offset;
-      torn += !cuts.empty();
+      TraceFileWriter w(o);
+      const uint64_t cutAt = w.tailCuts().empty() ? ~0ull : w.tailCuts()[0].offset;
+      torn += !w.tailCuts().empty();
       for (const auto& loss : killed.losses) EXPECT_GE(loss.offset, cutAt);
       for (std::size_t i = 0; i < killed.top.size() && killed.ends[i] <= cutAt; ++i)
         kept += static_cast<ContainerMessage&>(*killed.top[i]).numOfMsg;

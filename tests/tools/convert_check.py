@@ -293,7 +293,9 @@ def main():
                                           check=True).stdout)
         for fmt in ("jsonl", "csv"):
             path = os.path.join(tmp, "t." + fmt)
-            check(convert(trace, fmt, path) == "", fmt + " left something out")
+            summary = convert(trace, fmt, path)
+            m = re.fullmatch(r"vxtrace: .*: (\d+) records written to %s\n" % fmt, summary)
+            check(m and int(m[1]) == len(lines), fmt + " summary: " + summary)
             with open(path, encoding="utf-8", newline="") as f:
                 if fmt == "jsonl":
                     rows = [json.loads(row) for row in f]

@@ -121,10 +121,8 @@ Output::Output(const std::string& path, const std::vector<const Input*>& inputs)
 }
 
 Output::~Output() {
-  if (file_ && file_ != stdout) {
-    std::fclose(file_);
-    if (!temp_.empty()) ::unlink(temp_.c_str());
-  }
+  if (file_ && file_ != stdout) std::fclose(file_);
+  if (!temp_.empty()) ::unlink(temp_.c_str());
 }
 
 int Output::fd() const { return fileno(file_); }
@@ -141,26 +139,32 @@ void Output::check() {
   if (std::ferror(file_)) fail(errno);
 }
 
-void Output::finish() {
+void Output::close() {
+  if (file_ == nullptr) return;
   errno = 0;
   bool bad = std::fflush(file_) != 0 || std::ferror(file_);
   int err = errno;
-  if (file_ != stdout) {
-    if (std::fclose(file_) != 0 && !bad) {
-      bad = true;
-      err = errno;
-    }
-    file_ = nullptr;
-    if (!temp_.empty()) {
-      if (!bad && ::rename(temp_.c_str(), target_.c_str()) != 0) {
-        bad = true;
-        err = errno;
-      }
-      if (bad) ::unlink(temp_.c_str());
-    }
+  if (file_ != stdout && std::fclose(file_) != 0 && !bad) {
+    bad = true;
+    err = errno;
   }
   file_ = nullptr;
-  if (bad) fail(err);
+  if (bad) {
+    if (!temp_.empty()) ::unlink(temp_.c_str());
+    temp_.clear();
+    fail(err);
+  }
+}
+
+void Output::finish() {
+  close();
+  if (!temp_.empty() && ::rename(temp_.c_str(), target_.c_str()) != 0) {
+    const int err = errno;
+    ::unlink(temp_.c_str());
+    temp_.clear();
+    fail(err);
+  }
+  temp_.clear();
 }
 
 }  // namespace vxtrace::cli

@@ -34,7 +34,10 @@ class Output {
   void write(const void* data, std::size_t size);
   // Throws Failure when an earlier write through file() failed.
   void check();
-  // Flushes and closes, and puts a regular file in place. Throws Failure on an I/O error
+  // Flushes and closes, leaving a regular file under its temporary name until finish().
+  // Throws Failure on an I/O error.
+  void close();
+  // Closes, and puts a regular file in place. Throws Failure on an I/O error
   // (a full disk), after which the old file is still there.
   void finish();
 

@@ -25,8 +25,9 @@ struct TraceFileWriterOptions {
   // shrink is stored plain). A bundle is written once it holds containerRecords records
   // (1..255), before a record would take its block past containerBytes (64..kMaxBlock), and
   // before a record whose time stamp lies containerAgeUs or more after the bundle's first
-  // (0: no age limit; tick() applies it without a record). Container records given to write()
-  // and records too large for a block are written on their own, in order.
+  // (0: no age limit; tick() applies it without a record). Container records given to write(),
+  // records too large for a block and records of 12 bytes (the container walk stops short of
+  // such a frame at a block's end) are written on their own, in order.
   enum class Containers { None, Plain, Lz4 };
   Containers containers = Containers::None;
   unsigned containerRecords = 64;
@@ -65,6 +66,16 @@ struct TraceFileWriterOptions {
   // rotation set are created anew; one that exists is refused whatever this says.
   enum class Existing { Refuse, Replace, Append };
   Existing existing = Existing::Refuse;
+
+  // When set, each file of the set is opened by open (its name in; a descriptor open for
+  // writing out, or -1 with errno set) and handed to close once complete, which then owns the
+  // descriptor: the writer neither creates, replaces nor closes such files itself, and existing
+  // does not apply. For a caller that writes under temporary names and renames on success.
+  struct FileHooks {
+    std::function<int(const std::string& name)> open;
+    std::function<void(const std::string& name, int fd)> close;
+  };
+  FileHooks files;
 
   // Append cuts a torn tail (and a closing end-of-file record) off the file it goes on with;
   // it refuses a cut longer than this.
@@ -134,6 +145,7 @@ class VXTRACE_API TraceFileWriter {
   void openFile(uint64_t ts);
   void appendTo(const std::string& path);
   void closeFile();
+  void release() noexcept;  // the open file's descriptor, after a failure
   void closeBundle();
   // One write unit: a record given as object or as frame, standing for records records.
   void emit(const MessageBase* msg, const uint8_t* frame, std::size_t length, uint64_t records,

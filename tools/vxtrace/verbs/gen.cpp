@@ -1,12 +1,15 @@
 // gen: a deterministic synthetic trace, for tests and demonstrations.
 #include <CLI/CLI.hpp>
+#include <cstring>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 #include "Cli.h"
 #include "Output.h"
 #include "Progress.h"
 #include "TraceGenerator.h"
+#include "vxtrace/io/TraceFileWriter.h"
 
 namespace vxtrace::cli {
 
@@ -33,28 +36,36 @@ int runGen(const GenArgs& a) {
   if (!a.containers.empty())
     options.containers = a.containers == "plain" ? gen::Containers::Plain : gen::Containers::Lz4;
   Output out(a.output.path);
-  std::vector<uint8_t> buffer;
-  auto flush = [&] {
-    out.write(buffer.data(), buffer.size());
-    buffer.clear();
-  };
-  if (a.remote) {
-    for (const auto& msg : gen::remoteExchange(options.startTime))
-      gen::appendFramed(buffer, *msg, options.framing);
-  } else if (a.diag) {
-    buffer = gen::generateDiagnosticTrace(options.startTime, options.framing);
-  } else {
-    gen::TraceGenerator generator(options);
-    Progress progress(Progress::wanted(out.isStandardOutput()), options.records, "records");
-    buffer.reserve(1 << 21);
-    while (generator.next(buffer)) {
-      if (buffer.size() >= (1 << 20)) {
-        flush();
-        progress.update(generator.produced());
+  if (a.diag) {
+    // One piece: its end record carries the CRC of all bytes before it.
+    const std::vector<uint8_t> bytes =
+        gen::generateDiagnosticTrace(options.startTime, options.framing);
+    out.write(bytes.data(), bytes.size());
+    out.finish();
+    return kExitOk;
+  }
+  try {
+    TraceFileWriterOptions framing;
+    if (options.framing == gen::Framing::V2) framing.framing = TraceFileReader::FRAMING_V2;
+    framing.v2Type = gen::kV2TraceFrame;
+    TraceFileWriter writer(out.fd(), framing);
+    if (a.remote) {
+      for (const auto& msg : gen::remoteExchange(options.startTime)) writer.write(*msg);
+    } else {
+      gen::TraceGenerator generator(options);
+      Progress progress(Progress::wanted(out.isStandardOutput()), options.records, "records");
+      std::vector<uint8_t> scratch;  // the generator's own framing, for its end record's CRC
+      std::unique_ptr<MessageBase> msg;
+      while (generator.next(scratch, &msg)) {
+        if (!scratch.empty()) writer.write(*msg);  // what it could not frame, it left out
+        scratch.clear();
+        if ((generator.produced() & 0xFFFF) == 0) progress.update(generator.produced());
       }
     }
+    writer.close();
+  } catch (const std::system_error& e) {
+    throw Failure{"cannot write " + inQuotes(out.name()) + ": " + std::strerror(e.code().value())};
   }
-  flush();
   out.finish();
   return kExitOk;
 }

@@ -3,13 +3,15 @@
 #include <cstring>
 #include <memory>
 #include <queue>
+#include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include "Cli.h"
 #include "Output.h"
 #include "Selection.h"
-#include "TraceGenerator.h"
 #include "vxtrace/io/Reader.h"
+#include "vxtrace/io/TraceFileWriter.h"
 #include "vxtrace/vxtrace.h"
 
 namespace vxtrace::cli {
@@ -97,20 +99,26 @@ int runMerge(const MergeArgs& a) {
     if (heads[i]) order.push({heads[i]->timeStamp, i});
   };
   for (std::size_t i = 0; i < lanes.size(); ++i) advance(i);
-  std::vector<uint8_t> frames;
-  while (!order.empty() && !selection.full()) {
-    const std::size_t i = order.top().lane;
-    order.pop();
-    MessageBase& rec = *heads[i];
-    if (offsets[i] != 0) rec.cascadeChannel(offsets[i]);
-    if (selection.take(rec)) gen::appendFramed(frames, rec, gen::Framing::V1);
-    if (frames.size() >= (1 << 20)) {
-      out.write(frames.data(), frames.size());
-      frames.clear();
+  try {
+    TraceFileWriter writer(out.fd(), TraceFileWriterOptions());
+    while (!order.empty() && !selection.full()) {
+      const std::size_t i = order.top().lane;
+      order.pop();
+      MessageBase& rec = *heads[i];
+      if (offsets[i] != 0) rec.cascadeChannel(offsets[i]);
+      if (selection.take(rec)) {
+        try {
+          writer.write(rec);
+        } catch (const std::invalid_argument&) {
+          // A record no frame can hold is left out, as the reader would not find it again.
+        }
+      }
+      advance(i);
     }
-    advance(i);
+    writer.close();
+  } catch (const std::system_error& e) {
+    throw Failure{"cannot write " + inQuotes(out.name()) + ": " + std::strerror(e.code().value())};
   }
-  out.write(frames.data(), frames.size());
   out.finish();
   int status = kExitOk;
   for (const auto& lane : lanes) {
