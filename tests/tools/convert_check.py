@@ -190,11 +190,16 @@ def main():
         out = run.stdout.splitlines()
         check(len(out) == len(frames), "asc2log: %d lines, %d frames" % (len(out), len(frames)))
         # asc2log takes the start from the clock when it cannot read the date: times relative.
-        zero = int(out[0][1:18].replace(".", "")) - (frames[0]["ts"] - base_us)
+        # It adds microseconds without a carry, so "(s.1000123)" occurs: read both parts.
+        def stamp_us(text):
+            sec, _, usec = text[1:].partition(")")[0].partition(".")
+            return int(sec) * 10**6 + int(usec)
+
+        zero = stamp_us(out[0]) - (frames[0]["ts"] - base_us)
 
         def asc2log(r, got):
-            stamp, _, rest = got[1:].partition(") ")
-            if int(stamp.replace(".", "")) - zero != r["ts"] - base_us:
+            rest = got.partition(") ")[2]
+            if stamp_us(got) - zero != r["ts"] - base_us:
                 return True
             want = candump_line(r, base_us).partition(") ")[2]
             if r["error"]:  # asc2log knows no error classes: a bus error without details
