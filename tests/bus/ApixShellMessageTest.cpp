@@ -3,12 +3,7 @@
 #include <sstream>
 
 #include "support/RecordCase.h"
-#include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
-
-using vxtest::Bytes;
-using vxtest::kDecodes;
-
 
 // clang-format off
 const vxtest::RecordCase kApixCases[] = {
@@ -16,7 +11,6 @@ const vxtest::RecordCase kApixCases[] = {
   {9, "01 00 00 00 00 00 00 FF", TS "  A-Shell DOWN| 01 00 00 00 00 00 00 ff", 20},
   // The kind is little-endian: 00 00 00 02 is not a status report.
   {9, "00 00 00 02 00 00 00 01", TS "  A-Shell INV | 00 00 00 02 00 00 00 01", 20},
-  {9, "05 00 00 00 00 00 00 00", TS "  A-Shell INV | 05 00 00 00 00 00 00 00", 20},
   {9, "02 00 00 00 00 00 00 00", TS "  A-Shell STAT| 0x000000:<none>", 20},
   {9, "02 00 00 00 00 07 FF FF",
    TS "  A-Shell STAT| 0x07ffff:RX_OPERATIONAL|RX_INBOUND_HANDSHAKE|RX_CRC_TIMEOUT|"
@@ -55,9 +49,6 @@ TEST(ApixShellMessage, IncCarriesThroughBytesOneToSevenOnly) {
 TEST(ApixShellMessage, FieldsPackKindLittleAndStatusBigEndianAndCompareBodiesOnly) {
   ApixShellMessage m(1, ApixShellMessage::KIND_STATUS, 0x00000401);
   EXPECT_EQ(vxtest::toHex(Bytes(m.body, m.body + 8)), "02 00 00 00 00 00 04 01");
-  std::ostringstream os;
-  m.dumpStatus(os);
-  EXPECT_EQ(os.str(), "RX_OPERATIONAL|TX_OPERATIONAL");
   EXPECT_TRUE(m == ApixShellMessage(99, 2, 0x401));
   EXPECT_FALSE(m == ApixShellMessage(1, 2, 0x400));
   std::ostringstream down;

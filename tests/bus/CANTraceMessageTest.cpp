@@ -1,12 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/RecordCase.h"
-#include "vxtrace/CANExtTraceMessage.h"
-#include "vxtrace/CANStartStopMessage.h"
-#include "vxtrace/CANTraceMessage.h"
-
-using vxtest::Bytes;
-using vxtest::kDecodes;
+#include "vxtrace/vxtrace.h"
 
 #define CAN "2020-09-13 12:26:40.123456  CAN #"
 

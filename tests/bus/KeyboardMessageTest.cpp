@@ -3,11 +3,7 @@
 #include <sstream>
 
 #include "support/RecordCase.h"
-#include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
-
-using vxtest::kDecodes;
-
 
 // clang-format off
 const vxtest::RecordCase kKeyboardCases[] = {

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/RecordCase.h"
-#include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
-
-using vxtest::kDecodes;
 
 // clang-format off
 const vxtest::RecordCase kTtyCases[] = {

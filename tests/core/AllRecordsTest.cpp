@@ -1,23 +1,21 @@
 // The identifier table against the registry, both ways, and one valid frame of every
-// registered record kind through the shared record checks and every cut-off prefix.
+// registered record kind: decoded to its class, and cut at every length.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <memory>
 
 #include "support/RecordCase.h"
-#include "support/RecordSupport.h"
 #include "vxtrace/vxtrace.h"
-
-using vxtest::RecordCase;
 
 namespace {
 
 struct IdRow {
   uint16_t id;
   const char* name;
-  const char* cls;  // class of the decoded sample, or "none": nothing registered
-  RecordCase sample;
+  const char* cls = "none";  // class of the decoded sample; "none": nothing registered
+  // A valid frame. Its line is given only where no family table prints that record kind.
+  RecordCase sample = {};
   // Prefixes (4 bytes or more) shorter than this are rejected with shortCause; longer ones
   // decode. 0: every prefix decodes, its missing bytes read as 0. A shortCause of kNull: the
   // creator answers null for them, whatever invalidHandling says.
@@ -37,90 +35,45 @@ using vxtest::kNull;  // the creator yields no record
 // clang-format off
 const std::vector<IdRow>& idTable() {
   static const std::vector<IdRow> rows = {
-    {0, "MSGID_MARKER", "MarkerMessage",
-     {0, "00 07 00 05 AF 31 07 A5 E2 40", TS "  MARKER      | #7  " TS, 22}, 24, invalidLength,
-     (1u << 14) | (1u << 16)},
-    {1, "MSGID_CAN", "CANTraceMessage",
-     {1, "02 00 00 02 01 23 AA BB", TS "  CAN #3      | Rx   123  2 aa bb", 20}},
+    {0, "MSGID_MARKER", "MarkerMessage", {0, "00 07 00 05 AF 31 07 A5 E2 40"},
+     24, invalidLength, (1u << 14) | (1u << 16)},
+    {1, "MSGID_CAN", "CANTraceMessage", {1, "02 00 00 02 01 23 AA BB"}},
     {2, "MSGID_MOST", "MOSTTraceControlMessage",
-     {2, "00 00 01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00"
-         " 00 00",
-      TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
+     {2, "00 00 01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00"
+         " 00 00 00 00"},
      48, invalidLength, 0,
      [](unsigned n) { return n < 16 ? kNull : n < 48 ? int(invalidLength) : 0; }, true, true},
-    {3, "MSGID_SERIAL", kNone, {}},
-    {4, "MSGID_ETHERNET_RX", "EthernetTraceMessage_RX",
-     {4, "00 01 FF 00 AB", TS "  ETHERNET #1 | RX [RAW] - FF 00 AB", 17}},  // cut: zero-filled
-    {5, "MSGID_FLEXRAY", "FlexRayTraceMessage",
-     {5, "09 23 18 45 22 82 AB CD 00 12",
-      TS "  FLEXRAY #1B | status= Frame Data , bits=3, slot=69, len=2, hCRC=0x0123, cycle=5, "
-         "payload:abcd,0012,", 23, vxtest::kDecodes,
-      "00 17 00 05 01 02 00 05 AF 31 07 A5 E2 40 09 23 18 45 22 82 AB CD 00 12 00"},
+    {3, "MSGID_SERIAL"},
+    {4, "MSGID_ETHERNET_RX", "EthernetTraceMessage_RX", {4, "00 01 FF 00 AB"}},  // no cut rejected
+    {5, "MSGID_FLEXRAY", "FlexRayTraceMessage", {5, "09 23 18 45 22 82 AB CD 00 12"},
      24, vxtest::kNull},
-    {6, "MSGID_LIN", "LINTraceMessage",
-     {6, "01 00 00 34 12 C0 00 20 00 10 00 30 21 02 AB CD",
-      TS "  LIN #2      | [status=  0, bitTime=   52, frameTime= 4800, breakTime=   32, "
-         "delimiterTime=   16, headerTime=   48, linId= 33, len=2] ab cd", 28},
+    {6, "MSGID_LIN", "LINTraceMessage", {6, "01 00 00 34 12 C0 00 20 00 10 00 30 21 02 AB CD"},
      28, invalidLength},
-    {7, "MSGID_D4K", kNone, {}},
-    {8, "MSGID_ETHERNET_TX", "EthernetTraceMessage_TX",
-     {8, "02 02 41 42 01", TS "  ETHERNET #3 | TX [UTF8] - AB.", 17}},
-    {9, "MSGID_APIX_ASHELL", "ApixShellMessage",
-     {9, "02 00 00 00 00 00 04 01",
-      TS "  A-Shell STAT| 0x000401:RX_OPERATIONAL|TX_OPERATIONAL", 20}},
-    {10, "MSGID_ECL", "ECLMessage",
-     {10, "08 00 00 FF 00 00 00 05", TS "  ECL MESSAGE | [ECL_STP] Parameter: 0x1f - 5", 20,
-      vxtest::kDecodes,
-      "00 14 00 0A 01 02 00 05 AF 31 07 A5 E2 40 08 00 00 1F 00 00 00 05"}, 15, invalidLength},
-    {11, "MSGID_CAN_EXT", "CANExtTraceMessage",
-     {11, "01 00 40 03 C0 00 01 23 01 02 03",
-      TS "  CAN #2      | FD_EXT Rx    [ BRS ]00000123   3 01 02 03", 23}},
+    {7, "MSGID_D4K"},
+    {8, "MSGID_ETHERNET_TX", "EthernetTraceMessage_TX", {8, "02 02 41 42 01"}},
+    {9, "MSGID_APIX_ASHELL", "ApixShellMessage", {9, "02 00 00 00 00 00 04 01"}},
+    {10, "MSGID_ECL", "ECLMessage", {10, "08 00 00 FF 00 00 00 05"}, 15, invalidLength},
+    {11, "MSGID_CAN_EXT", "CANExtTraceMessage", {11, "01 00 40 03 C0 00 01 23 01 02 03"}},
     {12, "MSGID_CONTAINER", "ContainerMessage",
-     {12, "80 20 01 00 00 05 AF 31 07 A5 E2 40 00 10 01 02"
-          "55 AA 00 0C 80 20 00 00 00 05 AF 31 07 A5 E2 40",
-      TS "  CONTAINER   | pId = MSGID_START, numOfMsg = 1, compression = 0, blockSize = 16, "
-         "lastMsgTime = 1600000000123456, channels = 2", 44}},
-    {13, "MSGID_TTY", "TTYTraceMessage",
-     {13, "00 02 00 07 62 6F 6F 74 20 6F 6B", TS "  TTY #1      | [AndroidGW] boot ok", 23},
+     {12, "80 20 01 00 00 05 AF 31 07 A5 E2 40 00 10 01 02 55 AA 00 0C 80 20 00 00 00 05 AF 31 07"
+          " A5 E2 40"}},
+    {13, "MSGID_TTY", "TTYTraceMessage", {13, "00 02 00 07 62 6F 6F 74 20 6F 6B"},
      18, invalidLength},
-    {14, "MSGID_MII", kNone, {}},
-    {16, "MSGID_MOST150", kNone, {}},
-    {17, "MSGID_MOST50", kNone, {}},
-    {18, "MSGID_ANALOG", kNone, {}},
-    {19, "MSGID_GPIO", kNone, {}},
-    {20, "MSGID_MOST25", kNone, {}},
-    {21, "MSGID_FLEXRAY_EXT", kNone, {}},
-    {22, "MSGID_GPS", kNone, {}},
-    {23, "MSGID_CCP_CRO", "CCP_CRO_Message",
-     {23, "20 02 00 00 00 06 FF 01 05 00 00",
-      TS "  CCP_CRO     | ECU[1]; CRO_CMD[CONNECT]; 2 01 05; CAN[Id=0x6ff, Type=STANDARD, Ch=3]",
-      23}},
-    {24, "MSGID_CCP_DTO", "CCP_DTO_Message",
-     {24, "20 02 00 00 00 06 FE FF 00 00 00",
-      TS "  CCP_DTO     | ECU[1], PID_TYPE[CRM(CMD_OK)]; 2 ff 00; CAN[Id=0x6fe, Type=STANDARD, "
-         "Ch=3]", 23}},
+    {14, "MSGID_MII"}, {16, "MSGID_MOST150"}, {17, "MSGID_MOST50"}, {18, "MSGID_ANALOG"},
+    {19, "MSGID_GPIO"}, {20, "MSGID_MOST25"}, {21, "MSGID_FLEXRAY_EXT"}, {22, "MSGID_GPS"},
+    {23, "MSGID_CCP_CRO", "CCP_CRO_Message", {23, "20 02 00 00 00 06 FF 01 05 00 00"}},
+    {24, "MSGID_CCP_DTO", "CCP_DTO_Message", {24, "20 02 00 00 00 06 FE FF 00 00 00"}},
     // Every cut of an XCP frame misses a part that its decoder checks.
     {25, "MSGID_XCP", "XCP_Message",
-     {25, "02 02 00 00 05 F5 00 00 00 00 00 00 01 04 00 00 00 07 E0 00 01",
-      TS "  XCP CAN Tx  | ECU[1], [CTO_CMD(UPLOAD)]; Header[]; Packet[Id(CTO_PACKET_CODE, "
-         "PID=0xf5, Fill=0x00, DAQ=0), Ts(NO:), Data(1: 04)]; Tail[]; CAN[Id=0x7e0, "
-         "Type=STANDARD, Ch=2]", 33}, 35, invalidLength},
-    {26, "MSGID_KWP2000_REQUEST", kNone, {}},
-    {27, "MSGID_KWP2000_RESPONSE", kNone, {}},
-    {28, "MSGID_UDS_REQUEST", kNone, {}},
-    {29, "MSGID_UDS_RESPONSE", kNone, {}},
-    {30, "MSGID_ECU_LOG", "EcuLogMessage",
-     {30, "00 01 00 61 62 63", TS "  ECULOG MSG  | [INFO,CCP,1] abc", 18, vxtest::kDecodes,
-      nullptr, false}, 17, invalidLength},
-    {31, "MSGID_PHY_STATUS", "PhyStatusMessage",
-     {31, "06 00 01 01 00 17 80 A0", TS "  PHY STATUS  | Ethernet #1, TJA1100: link up, 23=0x80a0", 20},
+     {25, "02 02 00 00 05 F5 00 00 00 00 00 00 01 04 00 00 00 07 E0 00 01"}, 35, invalidLength},
+    {26, "MSGID_KWP2000_REQUEST"}, {27, "MSGID_KWP2000_RESPONSE"}, {28, "MSGID_UDS_REQUEST"},
+    {29, "MSGID_UDS_RESPONSE"},
+    {30, "MSGID_ECU_LOG", "EcuLogMessage", {30, "00 01 00 61 62 63"}, 17, invalidLength},
+    {31, "MSGID_PHY_STATUS", "PhyStatusMessage", {31, "06 00 01 01 00 17 80 A0"},
      18, invalidLength},
     {32, "MSGID_PHY_STATUS_EXT", "PhyStatusExtMessage",
-     {32, "06 01 00 03 00 00 00 01 00 00 00 01 00 01 00 04 00 00 00 00",
-      TS "  PHY STATUS  | Ethernet #2, BCM54810: link up [dev=1,reg=1,val=0x0004]", 32},
-     22, invalidLength},
-    {128, "MSGID_SYSTEMMESSAGE", "SystemMessage",
-     {128, "06 6F 6B", TS "  SYSTEM MSG  | [SUCCESS] ok", 15}, 15, invalidLength},
+     {32, "06 01 00 03 00 00 00 01 00 00 00 01 00 01 00 04 00 00 00 00"}, 22, invalidLength},
+    {128, "MSGID_SYSTEMMESSAGE", "SystemMessage", {128, "06 6F 6B"}, 15, invalidLength},
     {129, "MSGID_CONFIGURATIONDATA", "StringMessageBase<(msgid_t)129>",
      {129, "61 3D 31", TS "  SYS CONFIG  | a=1", 15}},
     {130, "MSGID_TIMEJUMP", "SimpleMessage<(msgid_t)130>", {130, "", TS "  TIME JUMP", 12}},
@@ -129,115 +82,67 @@ const std::vector<IdRow>& idTable() {
     {132, "MSGID_DATALOGGINGSTARTED", "SimpleMessage<(msgid_t)132>",
      {132, "", TS "  SYSTEM: DATALOGGING STARTED", 12}},
     {133, "MSGID_STARTUP", "SimpleMessage<(msgid_t)133>", {133, "", TS "  SYSTEM STARTUP", 12}},
-    {134, "MSGID_SHUTDOWN", "ShutDownMessage",
-     {134, "01 03", TS " SHUTDOWN | SD_REQUEST | urgent | XRL link up", 14}},
-    {135, "MSGID_TEMPERATURE", "TemperatureMessage",
-     {135, "FF FB", TS "  TEMPERATURE | -5 \xC2\xB0" "C ", 14}},
-    {136, "MSGID_FILETIME", "FileTimeMessage",
-     {136, "00 05 AF 31 07 A5 E2 40",
-      TS "  FILE TIME   | Time = 0x5af3107a5e240 (1600000000123456) = " TS, 20}},
-    {137, "MSGID_TRIGGERCLEAR", "SimpleMessage<(msgid_t)137>",
-     {137, "", TS "  TRIGGER CLEAR", 12}},
+    {134, "MSGID_SHUTDOWN", "ShutDownMessage", {134, "01 03"}},
+    {135, "MSGID_TEMPERATURE", "TemperatureMessage", {135, "FF FB"}},
+    {136, "MSGID_FILETIME", "FileTimeMessage", {136, "00 05 AF 31 07 A5 E2 40"}},
+    {137, "MSGID_TRIGGERCLEAR", "SimpleMessage<(msgid_t)137>", {137, "", TS "  TRIGGER CLEAR", 12}},
     {138, "MSGID_TIMEZONE", "StringMessageBase<(msgid_t)138>",
      {138, "55 54 43 2B 31", TS "  TIME ZONE   | UTC+1", 17}},
-    {144, "MSGID_MOST_FUNCTION", kNone, {}},
-    {145, "MSGID_BAP_FUNCTION", kNone, {}},
+    {144, "MSGID_MOST_FUNCTION"}, {145, "MSGID_BAP_FUNCTION"},
     {146, "MSGID_LOST", "LostMessage",
-     {146, "00 01 00 00 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 05",
-      TS "  LOST SEND   | [MOST150] [NET] Start time: 2020-09-13 12:26:40.1234 Stop time: "
-         "1970-01-01 00:00:00.0000 Number of failed Send-Msg: 5", 36, vxtest::kDecodes, nullptr,
-      false}},
-    {147, "MSGID_TESTTOOLS", kNone, {}},
-    {148, "MSGID_METAINFO", "TraceFileMetaInfoMessage",
-     {148, "01 05 55 54 43 2B 31", TS "  META INFO   | [TIME ZONE] UTC+1", 19}},
+     {146, "00 01 00 00 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 05"}},
+    {147, "MSGID_TESTTOOLS"},
+    {148, "MSGID_METAINFO", "TraceFileMetaInfoMessage", {148, "01 05 55 54 43 2B 31"}},
     {149, "MSGID_LOST_EXT", "LostExtMessage",
-     {149, "01 02 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 07",
-      TS "  LOST MSGS   | [CAN] [3] Start time: " TS " Stop time: 1970-01-01 00:00:00.000000 "
-         "Lost messages: 7", 34}},
-    {253, "MSGID_WRAPPER", "WrapperMessage",
-     {253, "0A 01 FF", TS "  WRAPPER     | 0A 01 FF", 15}, 14, invalidLength},
-    {254, "MSGID_PADDING", "PaddingBytesMessage",
-     {254, "00 00 00 00", TS "  PADDING     | 00 00 00 00", 16}, 14, invalidLength},
-    {255, "MSGID_ENDOFFILE", "EofMessage",
-     {255, "00 00 00 05", TS "  EOF         | CRC = 0x00000005", 16}},
-    {256, "MSGID_CUSTOMER", kNone, {}},
-    {257, "MSGID_SLEEPMODE", kNone, {}},
+     {149, "01 02 00 05 AF 31 07 A5 E2 40 00 00 00 00 00 00 00 00 00 00 00 07"}},
+    {253, "MSGID_WRAPPER", "WrapperMessage", {253, "0A 01 FF"}, 14, invalidLength},
+    {254, "MSGID_PADDING", "PaddingBytesMessage", {254, "00 00 00 00"}, 14, invalidLength},
+    {255, "MSGID_ENDOFFILE", "EofMessage", {255, "00 00 00 05"}},
+    {256, "MSGID_CUSTOMER"}, {257, "MSGID_SLEEPMODE"},
     {32771, "MSGID_GETVERSION", "SimpleMessage<(msgid_t)32771>",
      {32771, "", TS "  GET VERSION", 12}},
     {32772, "MSGID_VERSION", "StringMessageBase<(msgid_t)32772>",
      {32772, "31 2E 32", TS "  VERSION     | 1.2", 15}},
     {32773, "MSGID_GETTIME", "SimpleMessage<(msgid_t)32773>", {32773, "", TS "  GET TIME", 12}},
-    {32774, "MSGID_TIME", "TimeMessage",
-     {32774, "00 05 AF 31 07 A5 E2 40", TS "  TIME MSG    | Time = 0x5af3107a5e240 (1600000000123456) = " TS " / ", 20},
+    {32774, "MSGID_TIME", "TimeMessage", {32774, "00 05 AF 31 07 A5 E2 40"},
      0, 0, 0, [](unsigned n) { return n < 10 ? int(invalidLength) : n < 18 ? kNull : 0; }},
-    {32776, "MSGID_PING", "PingMessage",
-     {32776, "00 04 03 77 73 31", TS "  PING        | value = 4 [PING_NOTIFY], name = ws1", 18,
-      vxtest::kDecodes, nullptr, false}},
-    {32783, "MSGID_PUSHBUTTON", "PushButtonMessage",
-     {32783, "00 05 AF 31 07 A5 E2 40", TS "  PUSHBUTTON  | " TS, 20},
+    {32776, "MSGID_PING", "PingMessage", {32776, "00 04 03 77 73 31"}},
+    {32783, "MSGID_PUSHBUTTON", "PushButtonMessage", {32783, "00 05 AF 31 07 A5 E2 40"},
      0, 0, 0, [](unsigned n) { return n == 14 || n >= 22 ? 0 : kNull; }},
-    {32784, "MSGID_CASCADE", "CascadeMessage",
-     {32784, "01 00 00 05 AF 31 07 A5 E2 40",
-      TS "  CASCADE     | Type = Master, syncTime = " TS, 22}, 16, vxtest::kNull},
-    {32786, "MSGID_CAN_PROXY", "CANProxyTraceMessage",
-     {32786, "02 00 00 02 01 23 AA BB", TS "  CAN #3      | Rx   123  2 aa bb", 20,
-      vxtest::kDecodes, nullptr, false}},
+    {32784, "MSGID_CASCADE", "CascadeMessage", {32784, "01 00 00 05 AF 31 07 A5 E2 40"},
+     16, vxtest::kNull},
+    {32786, "MSGID_CAN_PROXY", "CANProxyTraceMessage", {32786, "02 00 00 02 01 23 AA BB"}},
     {32787, "MSGID_BYTESTREAM", "StringMessageBase<(msgid_t)32787>",
      {32787, "41 FF 7F", TS "  BYTE STREAM | A\xFF\x7F", 15}},
-    {32788, "MSGID_CAN_TRANSPORT", "CANTransportTraceMessage",
-     {32788, "80 00 01 23 01 02",
-      "1970-01-01 00:00:00.372529  CAN TRANSP  | ID = 0x123 | EXTENDED | len = 2 - 01 02 ", 18,
-      vxtest::kDecodes, "00 12 80 14 01 02 00 00 00 00 00 05 AF 31 80 00 01 23 01 02", false},
+    {32788, "MSGID_CAN_TRANSPORT", "CANTransportTraceMessage", {32788, "80 00 01 23 01 02"},
      0, 0, 0, nullptr, false},
-    {32789, "MSGID_BUSLOAD", "BusLoadMessage",
-     {32789, "01 00 07", TS " BUS LOAD     | source = CAN, bus = 1, load = 007", 15}},
+    {32789, "MSGID_BUSLOAD", "BusLoadMessage", {32789, "01 00 07"}},
     {32792, "MSGID_CANSTARTSTOP", "CANStartStopMessage",
-     {32792, "01 00 01 23 02 FF 0F 00 00 00 00 00 00 11 02 00 00 00 00 00 00",
-      TS "  CAN St/St   | type=stop, 0:channel=0, canId=0x123, dlc=2, mask=ff0f000000000000, "
-      "value=1102000000000000 ", 33, vxtest::kDecodes, nullptr, false}},
-    {32796, "MSGID_ONLINESTREAMINGCONFIG", kNone, {}},
+     {32792, "01 00 01 23 02 FF 0F 00 00 00 00 00 00 11 02 00 00 00 00 00 00"}},
+    {32796, "MSGID_ONLINESTREAMINGCONFIG"},
     {32800, "MSGID_START", "SimpleMessage<(msgid_t)32800>", {32800, "", TS "  START", 12}},
     {32801, "MSGID_STOP", "SimpleMessage<(msgid_t)32801>", {32801, "", TS "  STOP", 12}},
     {32802, "MSGID_CANLOAD", "CANLoadMessage",
-     {32802, "00 01 00 02 00 03 00 04 00 05 00 06 00 07 00 08",
-      TS "  CAN LOAD Std| stdMsgCount0 = 1, stdDlcSum0 = 2, stdMsgCount1 = 3, stdDlcSum1 = 4"
-      "  CAN LOAD Ext| extMsgCount0 = 5, extDlcSum0 = 6, extMsgCount1 = 7, extDlcSum1 = 8", 28,
-      vxtest::kDecodes, nullptr, false}, 20, vxtest::kNull},
-    {32804, "MSGID_BUSLOADEXT", "BusLoadExtMessage",
-     {32804, "00 01 02 01 00 00 00 2A", TS "  BUS LOAD    | [STD] bus = CAN, channel=2, 42 %", 20},
+     {32802, "00 01 00 02 00 03 00 04 00 05 00 06 00 07 00 08"}, 20, vxtest::kNull},
+    {32804, "MSGID_BUSLOADEXT", "BusLoadExtMessage", {32804, "00 01 02 01 00 00 00 2A"},
      22, invalidLength},
-    {32805, "MSGID_LOGGER_IDENTIFICATION", kNone, {}},
+    {32805, "MSGID_LOGGER_IDENTIFICATION"},
     {32806, "MSGID_SIGNAL", "SignalMessage",
-     {32806, "01 61 00 01 56 01 31 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00 00",
-      TS "  SIGNAL      | [name=a] [webappName=] [unit=V] [value=1] [window=1] [pos=2] [raw=3] "
-         "[phys=1.5] [descr=]", 40}},
-    {32816, "MSGID_SSCCONFIG", kNone, {}},
-    {32817, "MSGID_KEYBOARD", "KeyboardMessage",
-     {32817, "0D 01", TS "  KEYBOARD    | code = ACCEPT, state = pressed", 14}, 16,
-     invalidLength},
-    {32819, "MSGID_MOSTRECMODE", kNone, {}},
-    {32822, "MSGID_SBC", kNone, {}},
-    {32823, "MSGID_NAS_IDENTIFICATION", kNone, {}},
-    {32824, "MSGID_NOTIFICATION", "NotificationMessage",
-     {32824, "03 02 68 69 01 FF", TS " NOTIFICATION_MESSAGE | [type=3] hi; payload: ff", 18}},
-    {32825, "MSGID_CLOUD", kNone, {}},
+     {32806, "01 61 00 01 56 01 31 00 01 00 02 00 00 00 00 00 00 00 03 3F F8 00 00 00 00 00 00"
+             " 00"}},
+    {32816, "MSGID_SSCCONFIG"},
+    {32817, "MSGID_KEYBOARD", "KeyboardMessage", {32817, "0D 01"}, 16, invalidLength},
+    {32819, "MSGID_MOSTRECMODE"}, {32822, "MSGID_SBC"}, {32823, "MSGID_NAS_IDENTIFICATION"},
+    {32824, "MSGID_NOTIFICATION", "NotificationMessage", {32824, "03 02 68 69 01 FF"}},
+    {32825, "MSGID_CLOUD"},
     {32826, "MSGID_MOBILE_SERVICE", "MobileServiceMessage",
-     {32826, "03 6F 70 73 05 68 65 6C 6C 6F 00",
-      TS "  MobileService | receiver: ops; message: hello; serviceType: S_SMS", 23},
-     25, invalidLength},
-    {32827, "MSGID_LSS", kNone, {}},
+     {32826, "03 6F 70 73 05 68 65 6C 6C 6F 00"}, 25, invalidLength},
+    {32827, "MSGID_LSS"},
     {61440, "MSGID_VXP_CLIENT_REQUEST", "Simple1MessageRequest<(vxpMsgID_t)4, uint64_t>",
-     {61440, "04 00 00 00 00 5F 5E 10 00",
-      TS "  VXPRequest  | [VXPID_SETTIME] [1600000000 = 2020-09-13 12:26:40]", 21},
-     15, vxtest::kNull},
+     {61440, "04 00 00 00 00 5F 5E 10 00"}, 15, vxtest::kNull},
     {61441, "MSGID_VXP_CLIENT_RESPONSE", "VXPResponseGetEventIndex",
-     {61441, "FF 60 00 03 00 00 00 2A",
-      TS "  VXPResponse | [VXPID_STATUS, VXPID_GET_EVENT_INDEX, VXPSTATUS_OK] [eventId=3] [index=42] ",
-      20},
-     17, vxtest::kNull},
-    {65533, "MSGID_XRL_ROUTER", kNone, {}},
-    {65534, "MSGID_ROUTER", kNone, {}},
-    {65535, "MSGID_INVALID", kNone, {}},
+     {61441, "FF 60 00 03 00 00 00 2A"}, 17, vxtest::kNull},
+    {65533, "MSGID_XRL_ROUTER"}, {65534, "MSGID_ROUTER"}, {65535, "MSGID_INVALID"},
   };
   return rows;
 }
@@ -283,7 +188,7 @@ TEST(AllRecords, IdentifierTableMatchesNamesAndRegistryBothWays) {
     if (row.keepsTimeStamp) {
       EXPECT_EQ(msg->timeStamp, vxtest::kCaseTs);
     }
-    vxtest::checkRecordCase(row.sample);
+    if (row.sample.line != nullptr) vxtest::checkRecordCase(row.sample);
   }
 }
 

@@ -40,22 +40,11 @@ class SizedMessage : public MessageBase {
 
 }  // namespace
 
-TEST(MessageBase, WriterRefusesWhenRoomIsTooSmall) {
-  SimpleMessage<MSGID_STOP> msg(7);
+// The room rule of every table row, here for a broken record claiming less than the header.
+TEST(MessageBase, WriterCannotOverrunForASizeBelowTheHeader) {
   unsigned char buf[32] = {};
-  unsigned char* out = buf;
-  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 1, false), 0u);
-  EXPECT_EQ(out, buf);
-  EXPECT_EQ(buf[0], 0);
-  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 2, false), 14u);
-  EXPECT_EQ(out, buf + 14);
-  // With the marker the two extra bytes must be there too: never write past room.
-  out = buf;
-  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 3, true), 0u);
-  EXPECT_EQ(msg.writeToByteArray(out, msg.getSize() + 4, true), 16u);
-  // A broken record claiming less than the header still cannot overrun.
   SizedMessage tiny(4, 0);
-  out = buf;
+  unsigned char* out = buf;
   EXPECT_EQ(tiny.writeToByteArray(out, 6, false), 0u);
   EXPECT_EQ(tiny.writeToByteArray(out, 13, false), 0u);
   EXPECT_EQ(tiny.writeToByteArray(out, 14, false), 14u);
@@ -125,11 +114,7 @@ TEST(MessageBase, PrintsTimeStampsWithChosenDigits) {
   os.str("");
   MessageBase::printTimeStamp(os, 1500000, true, 0);
   EXPECT_EQ(os.str(), "1970-01-01 00:00:01");
-  os.str("");
-  MessageBase::printTimeStamp(os, 1700000000000007ULL, true, 6);
-  EXPECT_EQ(os.str(), "2023-11-14 22:13:20.000007");
   EXPECT_EQ(MessageBase::printTimestamp(59999999), "1970-01-01 00:00:59.999999");
-  EXPECT_EQ(printTime(1000000), "1970-01-01 00:00:01.000000");
   // Local time under TZ=UTC (set for the test run) equals UTC.
   os.str("");
   MessageBase::printTimeStamp(os, 1500000, false, 1);
@@ -138,9 +123,6 @@ TEST(MessageBase, PrintsTimeStampsWithChosenDigits) {
 
 TEST(MessageBase, PrefixCarriesLabelAndDefaultsAnswerForTheLogger) {
   SimpleMessage<MSGID_START> msg(0);
-  std::ostringstream os;
-  os << static_cast<const MessageBase&>(msg);
-  EXPECT_EQ(os.str(), "1970-01-01 00:00:00.000000");
   msg.label = "file1";
   EXPECT_EQ(msg.toString(), "file1: 1970-01-01 00:00:00.000000  START");
   // The prefix ignores a pending width and alignment; a class without an inserter of its own
@@ -176,7 +158,6 @@ TEST(MessageBase, DumpsDataInTheStreamsBase) {
   for (size_t i = 0; i < run.size(); ++i)
     slow << (i ? " " : "") << std::setw(2) << static_cast<unsigned>(run[i]);
   EXPECT_EQ(fast.str(), slow.str());
-  EXPECT_EQ(fast.str().substr(0, 11), "00 07 0E 15");
 }
 
 TEST(MessageBase, SharedTypesPrintByName) {

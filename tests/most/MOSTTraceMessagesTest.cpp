@@ -3,16 +3,7 @@
 #include <memory>
 
 #include "support/RecordCase.h"
-#include "support/RecordSupport.h"
-#include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
-
-using vxtest::Bytes;
-using vxtest::hex;
-using vxtest::kDecodes;
-using vxtest::RecordCase;
-
-namespace {
 
 // Arbitration, target 0123, source 0456, type, FBlock 21, Inst 01, FktID 123, OPType 4,
 // TelID 5, TelLen 3, telegram AA BB CC.
@@ -20,7 +11,6 @@ namespace {
   "01 02 03 04 01 23 04 56 00 21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00 00 00 00 " \
   "00"
 #define SYSDATA "(21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00)"
-#define ZERO8 "00 00 00 00 00 00 00 00 "
 #define ZERO32 ZERO8 ZERO8 ZERO8 ZERO8
 #define MAP64                                                                                  \
   "00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 16 17 18 19 1A 1B 1C 1D " \
@@ -29,7 +19,6 @@ namespace {
 
 // clang-format off
 const RecordCase kCases[] = {
-  // The plain control frame is AllRecords' sample.
   {2, "00 70 " CTRL, TS "  MOST CTRL   | [INVALID_ARBITRATION] [WRONG_PARITY] [CRC_ERROR] [0456 -> 0123]"
                         " . 21.01 . 123.4 . 5 3 (AA BB CC)", 46},
   {2, "00 00 " CTRL " 77", TS "  MOST CTRL   | [0456 -> 0123] . 21.01 . 123.4 . 5 3 (AA BB CC)", 46,
@@ -41,9 +30,6 @@ const RecordCase kCases[] = {
   {2, "03 10 " CTRL, TS "  MOST CTRL   | [INVALID_ARBITRATION] [0456 -> 0123] Type = 3"
                         " (21 01 12 34 53 AA BB CC 00 00 00 00 00 00 00 00 00 00 00)", 46},
   {2, "01 00 " CTRL, TS "  MOST CTRL   | [0456 -> 0123] Type = 1 " SYSDATA, 46},
-  {2, "02 00 " CTRL, TS "  MOST CTRL   | [0456 -> 0123] Type = 2 " SYSDATA, 46},
-  {2, "04 00 " CTRL, TS "  MOST CTRL   | [0456 -> 0123] Type = 4 " SYSDATA, 46},
-  {2, "05 00 " CTRL, TS "  MOST CTRL   | [0456 -> 0123] Type = 5 " SYSDATA, 46},
   {2, "05 00 01", nullptr, -1, invalidLength},
   {2, "07 00", TS "  Invalid Message: Id=0x02, Invalid enum value 'invalid subtype'=0x07, n=2 07 00",
    -1, invalidEnumValue},
@@ -66,7 +52,6 @@ const RecordCase kCases[] = {
   {2, "F2 00 11 22 33 44 00 99", TS "  MOST CTRL   | MOSTTraceSynchDataMessage 11 22 33 44 00 99", 20},
   {2, "F2 40 11 22 33 44 80", TS "  MOST CTRL   | [CRC_ERROR] MOSTTraceSynchAllocMessage 11 22 33 44 80", 19},
   {2, "F2 00 11 22 33 44 90 01", TS "  MOST CTRL   | MOSTTraceSynchCtrlMessage 11 22 33 44 90 01", 20},
-  {2, "F2 00 11 22 33 44 A0", TS "  MOST CTRL   | MOSTTraceSynchTriggerMessage 11 22 33 44 A0", 19},
   {2, "F2 00 11 22 33 44 A1 FE", TS "  MOST CTRL   | MOSTTraceSynchAllocMapMessage 11 22 33 44 A1 FE", 20},
   // Too short to hold the sub-type: it reads as 0 and the bytes are kept.
   {2, "F2 00 11", TS "  MOST CTRL   | MOSTTraceSynchDataMessage 11", 15},
@@ -74,8 +59,6 @@ const RecordCase kCases[] = {
    " n=7 f2 00 11 22 33 44 07", -1, invalidEnumValue},
 };
 // clang-format on
-
-}  // namespace
 
 TEST(MOSTTraceMessages, TableRowsDecodePrintAndRoundTrip) {
   vxtest::RegistryGuard registry;
@@ -117,40 +100,21 @@ TEST(MOSTTraceMessages, EachTypeNamesItsClassWhenCutAndBelow16BytesThereIsNoMess
 TEST(MOSTTraceMessages, FieldConstructorsAndAccessorsWorkOnTheRawBytes) {
   const Bytes frameBytes = hex(CTRL);
   MOSTTraceControlMessage c(1500000, 0, frameBytes.data());
-  EXPECT_EQ(0x21, c.getFBlockID());
-  EXPECT_EQ(0x01, c.getInstID());
-  EXPECT_EQ(0x123, c.getFktID());
-  EXPECT_EQ(4, c.getOPType());
-  EXPECT_EQ(5, c.getTelID());
-  EXPECT_EQ(3, c.getTelLen());
   c.setSourceAddress(0xABCD);
   c.setTargetAddress(0x0102);
-  EXPECT_EQ(0xABCD, c.getSourceAddress());
   EXPECT_EQ(hex("01 02 AB CD"), Bytes(c.frame + 4, c.frame + 8));
-  const Bytes written = vxtest::serialise(c);
-  ASSERT_EQ(48u, written.size());
-  EXPECT_EQ(hex("00 2E 00 02 00 00 00 00 00 00 00 16 E3 60 00 00 01 02 03 04 01 02 AB CD"),
-            Bytes(written.begin(), written.begin() + 24));
 
-  MOSTTraceControlSystemMessage<4> d(0, 0, frameBytes.data());
-  EXPECT_EQ(4, d.type);
-  EXPECT_FALSE(d == c);
-  MOSTTraceStatusMessage s(0, 0, hex("12 34 56 78 00 00 00 01" ZERO8 ZERO8 ZERO8).data());
-  EXPECT_EQ(0x12345678u, s.status);
-  EXPECT_EQ(1u, s.validity);
-  EXPECT_EQ("1970-01-01 00:00:00.000000  MOST STATUS | Light off", s.toString());
+  EXPECT_FALSE(MOSTTraceControlSystemMessage<4>(0, 0, frameBytes.data()) == c);
+  const Bytes status = hex("12 34 56 78 00 00 00 01" ZERO8 ZERO8 ZERO8);
+  EXPECT_EQ("1970-01-01 00:00:00.000000  MOST STATUS | Light off",
+            MOSTTraceStatusMessage(0, 0, status.data()).toString());
 
   const Bytes packet = hex("05 01 23 01 04 56 AA BB 11 22");
   MOSTTraceAsynchMessage a(0, 0, packet.data(), 10);
-  EXPECT_EQ(MOSTTraceMessageBase::MOST_TYPE_ASYNCH, a.type);
-  EXPECT_EQ(2, a.dataLength);
   a.setArbitrationByte(0x09);
   a.setTargetAddress(0x1111);
   a.setSourceAddress(0x2222);
   EXPECT_EQ(hex("09 11 11 01 22 22 AA BB 11 22"), a.packet);
-  EXPECT_EQ(0x09, a.getArbitrationByte());
-  EXPECT_EQ(0x1111, a.getTargetAddress());
-  EXPECT_EQ(0x2222, a.getSourceAddress());
   // The writer returns S itself, marker or not.
   EXPECT_EQ(vxtest::writeInto(a, 28, true).result, 24u);
   EXPECT_EQ(vxtest::writeInto(a, 26, false).result, 24u);

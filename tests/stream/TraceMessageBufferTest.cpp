@@ -9,9 +9,7 @@
 
 #include "support/IoSupport.h"
 #include "support/TestSupport.h"
-#include "vxtrace/InvalidMessage.h"
-#include "vxtrace/PlatformUtil.h"
-#include "vxtrace/TraceMessageBuffer.h"
+#include "vxtrace/vxtrace.h"
 
 namespace {
 
@@ -36,13 +34,10 @@ struct PipeReader {
   }
 };
 
-// Every message buffered now; with skipped, each one's dataSkipped flag too.
-Messages drain(TraceMessageBuffer& tmb, std::vector<bool>* skipped = nullptr) {
+// Every message buffered now.
+Messages drain(TraceMessageBuffer& tmb) {
   Messages out;
-  while (MessageBase* m = tmb.getNextMessage()) {
-    out.emplace_back(m);
-    if (skipped) skipped->push_back(tmb.dataSkipped);
-  }
+  while (MessageBase* m = tmb.getNextMessage()) out.emplace_back(m);
   return out;
 }
 

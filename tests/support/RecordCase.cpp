@@ -5,8 +5,6 @@
 #include <memory>
 
 #include "support/DirtyStream.h"
-#include "support/RecordSupport.h"
-#include "support/TestSupport.h"
 #include "vxtrace/InvalidMessage.h"
 
 namespace vxtest {

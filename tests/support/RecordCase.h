@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "support/RecordSupport.h"
 #include "support/TestSupport.h"
 
 namespace vxtest {
@@ -15,6 +16,9 @@ constexpr unsigned long long kCaseTs = 1600000000123456ULL;
 // Header word and time stamp of a table frame as written, for rows that give a whole frame.
 #define HDR "01 02 00 05 AF 31 07 A5 E2 40 "
 constexpr uint16_t kCaseHeaderWord = 0x0102;
+// The table time stamp as body bytes, and eight zero bytes.
+#define TSB "00 05 AF 31 07 A5 E2 40 "
+#define ZERO8 "00 00 00 00 00 00 00 00 "
 
 // The decoder's answer for a row: it decodes, or it rejects with an InvalidMessage of this
 // cause (a null pointer when invalidHandling is not 1), or an exception reaches the caller, or
@@ -24,8 +28,8 @@ enum : int { kDecodes = 0, kThrows = -1, kNull = -2 };
 struct RecordCase {
   uint16_t id;
   const char* body;  // hex; the frame is the header (kCaseTs, kCaseHeaderWord) and this body
-  const char* line;  // toString() of the record; for a reject, of the InvalidMessage
-  int size = -1;     // getSize() of the decoded record; -1 for a reject
+  const char* line = nullptr;  // toString() of the record; for a reject, of the InvalidMessage
+  int size = -1;               // getSize() of the decoded record; -1 for a reject
   int outcome = kDecodes;
   // Body of the re-encoded frame when it differs from body (or the whole frame, when its header
   // is re-encoded differently too); "" when re-encoding is not checked.
@@ -56,3 +60,9 @@ void checkRecordCases(const Rows& rows) {
 }
 
 }  // namespace vxtest
+
+// The names every record table uses.
+using vxtest::Bytes;
+using vxtest::hex;
+using vxtest::kDecodes;
+using vxtest::RecordCase;

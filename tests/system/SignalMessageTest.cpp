@@ -1,17 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
 #include "support/RecordCase.h"
-#include "support/RecordSupport.h"
-#include "support/TestSupport.h"
 #include "vxtrace/SignalMessage.h"
 
-using vxtest::RecordCase;
-
 #define SIG TS "  SIGNAL      | [name="
-#define ZERO8 "00 00 00 00 00 00 00 00 "
 #define EMPTY "[webappName=] [unit=] [value=] "
 
 TEST(SignalMessage, RecordTable) {
@@ -47,14 +41,4 @@ TEST(SignalMessage, EqualityCountsTheTimeStampAndNeverHoldsForNaN) {
   EXPECT_FALSE(a == b);
   SignalMessage nan(1, "n", "w", "u", "v", 1, 2, 3, std::nan(""), "d");
   EXPECT_FALSE(nan == nan);
-
-  SignalMessage empty(0, "", "", "", "", 0, 0, 0, 0, "");
-  EXPECT_EQ(41u, vxtest::serialise(empty, true).size());
-  SignalMessage longName(0, std::string(300, 'x'), "", "", "", 0, 0, 0, 0, "");
-  const vxtest::Bytes bytes = vxtest::serialise(longName);
-  EXPECT_EQ(337u, longName.getSize());
-  EXPECT_EQ(44, bytes[14]);
-  std::unique_ptr<MessageBase> back(
-      SignalMessage::readFromByteArray(bytes.data(), static_cast<unsigned int>(bytes.size())));
-  EXPECT_EQ(44u, static_cast<SignalMessage&>(*back).name.size());
 }

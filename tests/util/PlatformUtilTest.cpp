@@ -23,7 +23,6 @@ TEST(PlatformUtil, MakesTextVisible) {
   EXPECT_EQ(printed([&](std::ostream& os) { printPrintable(os, s); }),
             "a\\x0a\\x09\\\\x01\\x7f\\xff~");
   EXPECT_EQ(printed([&](std::ostream& os) { printEscaped(os, s); }), "a\\n\\t\\\\\\x01\\x7f\\xff~");
-  EXPECT_EQ(printed([](std::ostream& os) { printUnknownEnum(os, 200); }), "<unknown:200>");
   EXPECT_EQ(printed([](std::ostream& os) { os << std::hex; printUnknownEnum(os, 200); os << 255; }),
             "<unknown:200>ff");
 }
@@ -55,14 +54,7 @@ TEST(PlatformUtil, HexdumpWritesSixteenBytesALineWithPrefixAndOffset) {
   EXPECT_EQ(printed([&](std::ostream& os) { hexdump(os, bytes.data(), 0, "x"); }), "");
 }
 
-TEST(PlatformUtil, CalendarTimeAndMacAddresses) {
-  struct tm t {};
-  t.tm_year = 70;
-  t.tm_mon = 0;
-  t.tm_mday = 1;
-  t.tm_sec = 1;
-  EXPECT_EQ(printed([&](std::ostream& os) { os << t; }), "1970-01-01 00:00:01");
-
+TEST(PlatformUtil, MacAddresses) {
   macaddr_t mac;
   EXPECT_TRUE(mac.set("00:1A:2b:3c:4d:FF"));
   EXPECT_EQ(printed([&](std::ostream& os) { os << mac; }), "00:1a:2b:3c:4d:ff");
@@ -89,10 +81,6 @@ TEST(Exceptions, CarryTheirTextsAndCodes) {
   vx << ": " << 5;
   EXPECT_STREQ(vx.what(), "DLT too short: 5");
   EXPECT_EQ(vx.getErrorCode(), 22);
-  VXException copy(vx);
-  copy << "!";
-  EXPECT_STREQ(copy.what(), "DLT too short: 5!");
-  EXPECT_EQ(copy.getErrorCode(), 22);
   EXPECT_EQ(printed([&](std::ostream& os) { os << vx; }), "DLT too short: 5");
 }
 
@@ -113,11 +101,6 @@ TEST(ByteReader, NeverReadsPastItsLength) {
   partial.bytes(out, 4);
   EXPECT_EQ(out[0], 0x12);
   EXPECT_EQ(out[3], 0);
-  EXPECT_EQ(ByteReader(data, 3).be32(), 0x12345600u);
-  ByteReader exact(data, 3);
-  exact.skip(1);
-  EXPECT_EQ(exact.be16(), 0x3456);
-  EXPECT_FALSE(exact.failed());
 
   EXPECT_THROW(ByteReader(data, 3).require(4, "short"), InvalidMessageException);
   EXPECT_NO_THROW(ByteReader(data, 3).require(3, "short"));
