@@ -96,16 +96,19 @@ MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned 
   // The two rejects of the decoder itself need no exception: build the result directly.
   // A reader's own policy, when one decodes on this thread, stands in for invalidHandling and
   // the registry.
-  const int handling = vxtrace::detail::invalidHandling();
+  int handling = 0;
   auto reject = [&](int cause) -> MessageBase* {
     if (handling != 1) return nullptr;
     InvalidMessage* msg = new InvalidMessage(data, length);
     msg->cause = cause;
     return msg;
   };
-  if (length < 4) return reject(invalidLength);
+  if (length < 4) {
+    handling = vxtrace::detail::invalidHandling();
+    return reject(invalidLength);
+  }
   const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
-  const creator_t create = vxtrace::detail::findCreator(id);
+  const creator_t create = vxtrace::detail::findCreator(id, handling);
   if (create == nullptr) return reject(invalidId);
   try {
     return create(data, length);
