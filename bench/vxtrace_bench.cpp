@@ -421,6 +421,9 @@ void BM_Print(benchmark::State& state) {
   }
   setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
   state.counters["chars/record"] = static_cast<double>(chars) / static_cast<double>(t.canRecords);
+  state.counters["lines/s"] = benchmark::Counter(
+      static_cast<double>(state.iterations()) * static_cast<double>(t.canRecords),
+      benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_Print)->Unit(benchmark::kMillisecond)->UseRealTime();
 

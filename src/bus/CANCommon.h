@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "vxtrace/CANStartStopMessage.h"
+#include "util/LineText.h"
 #include "vxtrace/CANTraceMessageBase.h"
 
 namespace vxtrace::detail {
@@ -24,5 +25,9 @@ bool canFrameBytesMatch(const CANTraceMessageBase& msg, const std::vector<unsign
 // Start/stop trigger test of both CAN records. A length above the filter's eight mask bytes
 // never matches.
 bool canInfoMatches(const CANTraceMessageBase& msg, const canInfo_t& filter);
+
+// The names the enumeration inserters print, for the line builders.
+const char* canTypeName(cantype_t type);
+void appendCanStateErr(LineText& line, unsigned int err);
 
 }  // namespace vxtrace::detail

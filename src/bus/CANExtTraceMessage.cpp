@@ -81,7 +81,8 @@ cantype_t CANExtTraceMessage::getCANTypeFromFrame(unsigned int word) {
   return kTypes[(word >> 30) & 3u];
 }
 
-VXTRACE_RECORD_MEMBERS(CANExtTraceMessage)
+VXTRACE_RECORD_CREATOR(CANExtTraceMessage)
+VXTRACE_RECORD_CLONE(CANExtTraceMessage)
 
 bool CANExtTraceMessage::carriesIdentifier() const {
   // An ACK error frame keeps the identifier and data of the frame nobody acknowledged.
@@ -125,42 +126,78 @@ bool CANExtTraceMessage::operator==(const canInfo_t& filter) const {
   return canInfoMatches(*this, filter);
 }
 
-void CANExtTraceMessage::print(std::ostream& os) const {
-  RecordLine line(os, *this);
-  os << std::dec << "  CAN #" << std::left << std::setfill(' ') << std::setw(7)
-     << static_cast<unsigned int>(channel) + 1 << std::right << "| " << type;
-  const canstaterr_t err = static_cast<canstaterr_t>(state & kCanStateErrorMask);
-  switch (frame) {
+namespace {
+
+// The text after the common prefix; upper: the digit case of identifier and data.
+void appendBody(const CANExtTraceMessage& m, LineText& t, bool upper) {
+  t.text("  CAN #");
+  t.dec(static_cast<unsigned int>(m.channel) + 1, 7, ' ', true);
+  t.text("| ");
+  t.text(canTypeName(m.type));
+  const unsigned int err = m.state & kCanStateErrorMask;
+  switch (m.frame) {
     case CAN_FRAME_STANDARD:
-      os << " Rx   ";
+      t.text(" Rx   ");
       break;
     case CAN_FRAME_TXMESSAGE:
-      os << " Tx   ";
+      t.text(" Tx   ");
       break;
     case CAN_FRAME_TXREQUEST:
-      os << " TxRq ";
+      t.text(" TxRq ");
       break;
     case CAN_FRAME_ERROR:
-      os << " Error Frame [error=" << err << ']';
+      t.text(" Error Frame [error=");
+      appendCanStateErr(t, err);
+      t.ch(']');
       if (err != CAN_ERR_ACK) return;
-      os << ' ';
+      t.ch(' ');
       break;
     default:
-      os << "[Unknown CAN message type " << static_cast<uint32_t>(frame) << ']';
+      t.text("[Unknown CAN message type ");
+      t.dec(static_cast<uint32_t>(m.frame));
+      t.ch(']');
       return;
   }
-  if (frame != CAN_FRAME_ERROR) {
-    if (err != CAN_ERR_NO) os << "[error=" << err << "] ";
-    if ((state & (kCanStateEsi | kCanStateBrs)) != 0) {
-      os << " [ ";
-      if ((state & kCanStateEsi) != 0) os << "ESI ";
-      if ((state & kCanStateBrs) != 0) os << "BRS ";
-      os << ']';
+  if (m.frame != CAN_FRAME_ERROR) {
+    if (err != CAN_ERR_NO) {
+      t.text("[error=");
+      appendCanStateErr(t, err);
+      t.text("] ");
+    }
+    if ((m.state & (kCanStateEsi | kCanStateBrs)) != 0) {
+      t.text(" [ ");
+      if ((m.state & kCanStateEsi) != 0) t.text("ESI ");
+      if ((m.state & kCanStateBrs) != 0) t.text("BRS ");
+      t.ch(']');
     }
   }
-  os << std::hex << std::setfill('0') << std::setw(8) << id << "  " << std::dec << std::setfill(' ')
-     << std::setw(2) << static_cast<unsigned int>(length) << ' ' << std::hex << std::setfill('0');
-  dumpData(os, data, data + dataLength());
+  t.hex(m.id, 8, '0', upper);
+  t.text("  ");
+  t.dec(m.length, 2, ' ');
+  t.ch(' ');
+  t.hexBytes(m.data, std::min<std::size_t>(m.length, sizeof m.data), upper);
+}
+
+}  // namespace
+
+void CANExtTraceMessage::print(std::ostream& os) const {
+  RecordLine line(os, *this);
+  LineText t;
+  appendBody(*this, t, upperHex(os));
+  os.write(t.data(), static_cast<std::streamsize>(t.size()));
+}
+
+std::string CANExtTraceMessage::toString() const {
+  // A subclass of an application may print otherwise: its print() decides then.
+  if (typeid(*this) != typeid(CANExtTraceMessage)) return printedText(*this);
+  LineText t;
+  appendBody(*this, t, false);
+  return recordText(*this, t);
+}
+
+std::ostream& operator<<(std::ostream& os, const CANExtTraceMessage& msg) {
+  msg.print(os);
+  return os;
 }
 
 void CANExtTraceMessage::cascadeChannel(unsigned short offset) {

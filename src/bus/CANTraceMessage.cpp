@@ -5,6 +5,7 @@
 
 #include "bus/CANCommon.h"
 #include "util/Record.h"
+#include "vxtrace/CANProxyTraceMessage.h"
 
 using namespace vxtrace::detail;
 
@@ -49,7 +50,8 @@ CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int f
   r.bytes(data, std::min<std::size_t>(length, r.remaining()));
 }
 
-VXTRACE_RECORD_MEMBERS(CANTraceMessage)
+VXTRACE_RECORD_CREATOR(CANTraceMessage)
+VXTRACE_RECORD_CLONE(CANTraceMessage)
 
 unsigned int CANTraceMessage::writeToByteArray(unsigned char*& out, unsigned int room,
                                                bool withSync) const {
@@ -83,36 +85,69 @@ bool CANTraceMessage::operator==(const canInfo_t& filter) const {
   return canInfoMatches(*this, filter);
 }
 
-void CANTraceMessage::print(std::ostream& os) const {
-  RecordLine line(os, *this);
-  os << std::dec << std::right << "  CAN #" << static_cast<unsigned int>(channel) + 1;
-  if (channel < 9) os << ' ';  // lines up one- and two-digit channel numbers
-  os << "     | ";
-  switch (frame) {
+namespace {
+
+// The text after the common prefix; upper: the digit case of identifier and data.
+void appendBody(const CANTraceMessage& m, LineText& t, bool upper) {
+  t.text("  CAN #");
+  t.dec(static_cast<unsigned int>(m.channel) + 1);
+  if (m.channel < 9) t.ch(' ');  // lines up one- and two-digit channel numbers
+  t.text("     | ");
+  switch (m.frame) {
     case CAN_FRAME_ERROR:
       // The state byte goes out as a raw character, not as a number; long-standing, kept.
-      os << "Error Frame [error= " << static_cast<char>(state) << ']';
+      t.text("Error Frame [error= ");
+      t.ch(static_cast<char>(m.state));
+      t.ch(']');
       return;
     case CAN_FRAME_STANDARD:
-      os << "Rx   ";
+      t.text("Rx   ");
       break;
     case CAN_FRAME_TXMESSAGE:
-      os << "Tx   ";
+      t.text("Tx   ");
       break;
     case CAN_FRAME_TXREQUEST:
-      os << "TxRq ";
+      t.text("TxRq ");
       break;
     default:
-      os << "[Unknown CAN message type " << static_cast<uint32_t>(frame) << ']';
+      t.text("[Unknown CAN message type ");
+      t.dec(static_cast<uint32_t>(m.frame));
+      t.ch(']');
       return;
   }
-  if (length > 8) {
-    os << "[Incorrect NUMBYTES=" << static_cast<unsigned int>(length) << ']';
+  if (m.length > 8) {
+    t.text("[Incorrect NUMBYTES=");
+    t.dec(m.length);
+    t.ch(']');
     return;
   }
-  os << std::hex << std::setfill('0') << std::setw(3) << id << "  " << std::dec
-     << static_cast<unsigned int>(length) << ' ' << std::hex;
-  dumpData(os, data, data + length);
+  t.hex(m.id, 3, '0', upper);
+  t.text("  ");
+  t.dec(m.length);
+  t.ch(' ');
+  t.hexBytes(m.data, m.length, upper);
+}
+
+}  // namespace
+
+void CANTraceMessage::print(std::ostream& os) const {
+  RecordLine line(os, *this);
+  LineText t;
+  appendBody(*this, t, upperHex(os));
+  os.write(t.data(), static_cast<std::streamsize>(t.size()));
+}
+
+std::string CANTraceMessage::toString() const {
+  // A subclass of an application may print otherwise: its print() decides then.
+  if (typeid(*this) != typeid(CANTraceMessage) && typeid(*this) != typeid(CANProxyTraceMessage)) return printedText(*this);
+  LineText t;
+  appendBody(*this, t, false);
+  return recordText(*this, t);
+}
+
+std::ostream& operator<<(std::ostream& os, const CANTraceMessage& msg) {
+  msg.print(os);
+  return os;
 }
 
 void CANTraceMessage::cascadeChannel(unsigned short offset) {

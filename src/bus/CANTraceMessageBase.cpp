@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "bus/CANCommon.h"
 #include "util/EnumName.h"
 #include "util/Reject.h"
 #include "vxtrace/BusId.h"
@@ -27,6 +28,22 @@ std::ostream& operator<<(std::ostream& os, cantype_t type) {
 std::ostream& operator<<(std::ostream& os, canstaterr_t err) {
   return vxtrace::detail::printEnumName(os, err, kStateErrNames);
 }
+
+namespace vxtrace::detail {
+
+const char* canTypeName(cantype_t type) { return enumName(type, kTypeNames, "UNKNOWN"); }
+
+void appendCanStateErr(LineText& line, unsigned int err) {
+  if (const char* name = enumName(err, kStateErrNames)) {
+    line.text(name);
+    return;
+  }
+  line.text("<unknown:");
+  line.dec(err);
+  line.ch('>');
+}
+
+}  // namespace vxtrace::detail
 
 const uint8_t CANTraceMessageBase::numDlcBytes[16] = {0, 1,  2,  3,  4,  5,  6,  7,
                                                       8, 12, 16, 20, 24, 32, 48, 64};

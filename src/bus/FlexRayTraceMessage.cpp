@@ -62,9 +62,11 @@ FlexRayTraceMessage::FlexRayTraceMessage(const unsigned char* data, unsigned int
   frame.slotWord = in.be16();
   frame.cycleWord = in.be16();
   // Only words that are there: a frame cut short (the creator refuses those) keeps fewer.
-  for (unsigned int i = frame.cycleWord & kPayloadCountMask; i != 0 && in.has(2); --i) {
-    frame.payload.push_back(in.be16());
-  }
+  const std::size_t words =
+      std::min<std::size_t>(frame.cycleWord & kPayloadCountMask, in.remaining() / 2);
+  const uint8_t* const p = in.bytes(2 * words);
+  frame.payload.reserve(words);
+  for (std::size_t i = 0; i < words; ++i) frame.payload.push_back(loadBE16(p + 2 * i));
 }
 
 MessageBase* FlexRayTraceMessage::readFromByteArray(const unsigned char* data,

@@ -41,11 +41,13 @@ XMatchProDecompressor::XMatchProDecompressor(unsigned int blockSize) : blockSize
 int XMatchProDecompressor::run(const uint8_t* begin, const uint8_t* end,
                                std::vector<uint8_t>* out) {
   const std::size_t n = static_cast<std::size_t>(end - begin);
-  out->clear();
   if (n == 0 || n > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
-      blockSize_ > static_cast<unsigned int>(std::numeric_limits<int>::max()))
+      blockSize_ > static_cast<unsigned int>(std::numeric_limits<int>::max())) {
+    out->clear();
     return XMatchPro::XMP_CORRUPT_INPUT;
+  }
   // The container's own block size bounds the output: nothing in the block can ask for more.
+  // Not cleared first: a reused vector is zero-filled only where it grows.
   out->resize(blockSize_);
   char scratch = 0;
   char* dst = blockSize_ != 0 ? reinterpret_cast<char*>(out->data()) : &scratch;

@@ -30,5 +30,7 @@ int invalidHandling();
 // UDS the library's own exactly when the policy asks for them; for every other identifier the
 // registry's, else the library's own.
 MessageBase::creator_t findCreator(msgid_t id);
+// Both answers at once, for the decoder of every frame (one look at the thread's policy).
+MessageBase::creator_t findCreator(msgid_t id, int& handling);
 
 }  // namespace vxtrace::detail

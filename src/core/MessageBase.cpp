@@ -12,6 +12,7 @@
 #include "util/ByteOrder.h"
 #include "util/Diagnostics.h"
 #include "util/Hex.h"
+#include "util/LineText.h"
 #include "util/StreamStateGuard.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/PlatformUtil.h"
@@ -95,16 +96,19 @@ MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned 
   // The two rejects of the decoder itself need no exception: build the result directly.
   // A reader's own policy, when one decodes on this thread, stands in for invalidHandling and
   // the registry.
-  const int handling = vxtrace::detail::invalidHandling();
+  int handling = 0;
   auto reject = [&](int cause) -> MessageBase* {
     if (handling != 1) return nullptr;
     InvalidMessage* msg = new InvalidMessage(data, length);
     msg->cause = cause;
     return msg;
   };
-  if (length < 4) return reject(invalidLength);
+  if (length < 4) {
+    handling = vxtrace::detail::invalidHandling();
+    return reject(invalidLength);
+  }
   const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
-  const creator_t create = vxtrace::detail::findCreator(id);
+  const creator_t create = vxtrace::detail::findCreator(id, handling);
   if (create == nullptr) return reject(invalidId);
   try {
     return create(data, length);
@@ -135,8 +139,12 @@ std::string MessageBase::printTimestamp(unsigned long long ts) {
   return os.str();
 }
 
-void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool utc,
-                                 unsigned char digits) {
+namespace {
+
+constexpr std::size_t kTimeTextMax = 40;
+
+// The text printTimeStamp writes, at out (kTimeTextMax bytes); returns its length.
+std::size_t timeStampText(char* out, unsigned long long ts, bool utc, unsigned char digits) {
   // Records of one trace share their second over and over: keep the last conversion.
   // No value of seconds is free to mean "nothing cached": a flag says so.
   struct SecondText {
@@ -164,7 +172,7 @@ void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool u
     last.valid = utc;
     last.seconds = seconds;
   }
-  char out[sizeof last.text + 8];
+  static_assert(sizeof last.text + 8 <= kTimeTextMax, "room for the fraction");
   std::memcpy(out, last.text, last.length);
   std::size_t n = last.length;
   if (digits > 6) digits = 6;
@@ -178,9 +186,28 @@ void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool u
     }
     n += digits;
   }
+  return n;
+}
+
+}  // namespace
+
+void MessageBase::printTimeStamp(std::ostream& os, unsigned long long ts, bool utc,
+                                 unsigned char digits) {
+  char out[kTimeTextMax];
+  const std::size_t n = timeStampText(out, ts, utc, digits);
   // Written in one piece, without touching the stream's flags or fill.
   os.width(0);
   os.write(out, static_cast<std::streamsize>(n));
+}
+
+std::string vxtrace::detail::recordText(const MessageBase& msg, const LineText& body) {
+  char time[kTimeTextMax];
+  const std::size_t n = timeStampText(time, msg.timeStamp, true, 6);
+  std::string text;
+  text.reserve(msg.label.size() + 2 + n + body.size());
+  if (!msg.label.empty()) text.append(msg.label).append(": ", 2);
+  text.append(time, n).append(body.data(), body.size());
+  return text;
 }
 
 void MessageBase::reportInvalidVersion(unsigned char version) {

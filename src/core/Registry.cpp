@@ -107,8 +107,9 @@ int invalidHandling() {
   return p->invalidRecords ? 1 : 0;
 }
 
-MessageBase::creator_t findCreator(msgid_t id) {
+MessageBase::creator_t findCreator(msgid_t id, int& handling) {
   const DecodePolicy* p = threadPolicy;
+  handling = p == nullptr ? MessageBase::invalidHandling : (p->invalidRecords ? 1 : 0);
   if (p != nullptr && isDiagnostic(id)) {
     if (!p->diagnostics) return nullptr;
     for (const Entry& e : kDiagnostic)
@@ -126,6 +127,11 @@ MessageBase::creator_t findCreator(msgid_t id) {
       }();
   auto s = standard.find(id);
   return s == standard.end() ? nullptr : s->second;
+}
+
+MessageBase::creator_t findCreator(msgid_t id) {
+  int handling;
+  return findCreator(id, handling);
 }
 
 }  // namespace vxtrace::detail

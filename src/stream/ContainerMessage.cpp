@@ -178,7 +178,15 @@ bool ContainerMessage::compress() {
 
 bool ContainerMessage::decompress(unsigned char expected, const unsigned char* block,
                                   unsigned int length) const {
-  std::vector<uint8_t> plain;
+  // One block buffer per thread: its capacity outlives the call, so a reader walking many
+  // containers allocates it once. A creator that decodes a nested container on this thread
+  // gets a buffer of its own.
+  thread_local std::vector<uint8_t> spare;
+  std::vector<uint8_t> plain = std::move(spare);
+  struct GiveBack {
+    std::vector<uint8_t>& plain;
+    ~GiveBack() { spare = std::move(plain); }
+  } giveBack{plain};
   if (compression) {
     const int rc = XMatchProDecompressor(blockSize).run(block, block + length, &plain);
     if (rc != 0) {
@@ -197,6 +205,8 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
   if (expected == 0) return true;
 
   unsigned int count = 0;
+  // A frame takes at least four bytes of the block: no more room than the block can fill.
+  if (messages.empty()) messages.reserve(std::min<std::size_t>(expected, length / 4));
   ByteReader in(block, length);
   while (in.remaining() > 16) {
     const uint8_t* frame = in.current();

@@ -33,6 +33,12 @@ namespace vxtrace::detail {
 // Steps over size and identifier (the decoder's), takes header word and time stamp, and leaves
 // the reader at the first body byte. A frame cut inside the header yields zeros.
 inline void readFrameHeader(ByteReader& in, MessageBase& msg) {
+  if (in.has(14)) {  // the usual whole header: one bounds check instead of three
+    const uint8_t* const p = in.bytes(14);
+    msg.headerWord = loadBE16(p + 4);
+    msg.timeStamp = loadBE64(p + 6);
+    return;
+  }
   in.skip(4);
   msg.headerWord = in.be16();
   msg.timeStamp = in.be64();
