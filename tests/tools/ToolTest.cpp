@@ -534,7 +534,8 @@ TEST_F(ToolTest, StatsAndInfoPrintTheSameOnAnyNumberOfThreads) {
     const std::size_t at = bytes.size();
     bytes.insert(bytes.end(), t.bytes.begin() + t.spans[i].first,
                  t.bytes.begin() + t.spans[i].second);
-    uint64_t us = boxed.records.front()->timeStamp + 300000000 + i / 2 * 2000000 - i % 2 * 1000;
+    uint64_t us = boxed.records.front()->timeStamp + 300000000 + uint64_t{i / 2} * 2000000 -
+                  i % 2 * 1000;
     for (int b = 7; b >= 0; --b, us >>= 8) bytes[at + 8 + b] = static_cast<uint8_t>(us);
     if (i % 40000 == 20000 && ++runs) bytes.insert(bytes.end(), {0x13, 0x37, 0x42, 0x99, 0x01});
   }
