@@ -31,9 +31,8 @@ std::string upper(std::string s) {
 bool parseNumber(const std::string& text, uint64_t max, uint64_t& value) {
   const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   const std::size_t from = hex ? 2 : 0;
-  if (from == text.size() ||
-      text.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789", from) !=
-          std::string::npos)
+  if (from == text.size() || text.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789",
+                                                    from) != std::string::npos)
     return false;
   errno = 0;
   const unsigned long long v = std::strtoull(text.c_str() + from, nullptr, hex ? 16 : 10);
@@ -164,8 +163,8 @@ std::string Filter::addCanId(const std::string& text) {
     return "invalid CAN identifier " + quoted(text) +
            " (ID or ID/MASK, each up to 0x1FFFFFFF, hex with 0x or decimal)";
   const bool extendedOnly = id > 0x7FF || (slash != std::string::npos && mask > 0x7FF);
-  canIds_.push_back(CanIdValue{static_cast<uint32_t>(id), static_cast<uint32_t>(mask),
-                               extendedOnly, text, false});
+  canIds_.push_back(CanIdValue{static_cast<uint32_t>(id), static_cast<uint32_t>(mask), extendedOnly,
+                               text, false});
   return "";
 }
 

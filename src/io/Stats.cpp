@@ -70,7 +70,8 @@ void Stats::add(const MessageBase& record, bool contained) {
   ++(contained ? contained_ : records_);
   ++kinds_[static_cast<uint16_t>(record.msgId)];
   if (record.msgId == MSGID_CONTAINER)
-    if (auto* c = dynamic_cast<const ContainerMessage*>(&record)) ++(c->compression ? lz4_ : plain_);
+    if (auto* c = dynamic_cast<const ContainerMessage*>(&record))
+      ++(c->compression ? lz4_ : plain_);
   Source& from = source(record);
   ++from.records;
   const uint64_t t = record.timeStamp;

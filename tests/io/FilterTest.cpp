@@ -59,9 +59,15 @@ TEST(Filter, CanIdentifiersApplyToEveryRecordCarryingACanFrame) {
   r.emplace_back(new SimpleMessage<MSGID_START>(0));
   // Up to 11 bits in value and mask: standard and extended frames; wider: extended ones only.
   const std::pair<const char*, const char*> rows[] = {
-      {"0x123", "0 1"},      {"291", "0 1"},         {"0x00000123", "0 1"},
-      {"0x120/0x7F0", "0 1 3"}, {"0x7f0", "2"},      {"0x18DAF110", "4"},
-      {"0x18DA0000/0x1FFF0000", "4"}, {"0/0", "0 1 2 3 4"}, {"0x123/0x1FFFFFFF", "1"},
+      {"0x123", "0 1"},
+      {"291", "0 1"},
+      {"0x00000123", "0 1"},
+      {"0x120/0x7F0", "0 1 3"},
+      {"0x7f0", "2"},
+      {"0x18DAF110", "4"},
+      {"0x18DA0000/0x1FFF0000", "4"},
+      {"0/0", "0 1 2 3 4"},
+      {"0x123/0x1FFFFFFF", "1"},
   };
   for (const auto& [text, expected] : rows) {
     Filter f;

@@ -249,7 +249,9 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
       {{"recover", trace, "-o", path("link.vxt")}, ""},
-      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, report, gen, help)\n"},
+      {{"frobnicate"},
+       "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, "
+       "report, gen, help)\n"},
       {{}, ""}};
   ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {
@@ -503,9 +505,12 @@ TEST_F(ToolTest, ReadingVerbsEndAlikeOnEmptyJunkAndForeignInputs) {
       {empty, 0, "vxtrace: note: " + empty + " is empty\n"},
       {noise, 1, "vxtrace: warning: no record in " + noise + " (200 bytes)\n"},
       {pcapng, 2, "vxtrace: " + pcapng + ": not a trace file (looks like pcapng)\n"}};
-  const Args verbs[] = {{"dump"},   {"stats"},
-                        {"info"},   {"report", "-o", path("o.html")},
-                        {"filter", "-o", path("o.vxt")}, {"convert", "--to", "candump", "-o", "-"},
+  const Args verbs[] = {{"dump"},
+                        {"stats"},
+                        {"info"},
+                        {"report", "-o", path("o.html")},
+                        {"filter", "-o", path("o.vxt")},
+                        {"convert", "--to", "candump", "-o", "-"},
                         {"merge", good, "-o", path("m.vxt")}};
   for (const auto& [input, status, line] : inputs)
     for (Args args : verbs) {
@@ -534,19 +539,19 @@ TEST_F(ToolTest, StatsAndInfoPrintTheSameOnAnyNumberOfThreads) {
     const std::size_t at = bytes.size();
     bytes.insert(bytes.end(), t.bytes.begin() + t.spans[i].first,
                  t.bytes.begin() + t.spans[i].second);
-    uint64_t us = boxed.records.front()->timeStamp + 300000000 + uint64_t{i / 2} * 2000000 -
-                  i % 2 * 1000;
+    uint64_t us =
+        boxed.records.front()->timeStamp + 300000000 + uint64_t{i / 2} * 2000000 - i % 2 * 1000;
     for (int b = 7; b >= 0; --b, us >>= 8) bytes[at + 8 + b] = static_cast<uint8_t>(us);
     if (i % 40000 == 20000 && ++runs) bytes.insert(bytes.end(), {0x13, 0x37, 0x42, 0x99, 0x01});
   }
   bytes.resize(bytes.size() - 3);
   ASSERT_GT(bytes.size(), 13u << 20);  // more than three parts of the smallest size
   const std::string trace = file("t.vxt", bytes);
-  const Args rows[] = {{"stats", "--json"},
-                       {"info"},
-                       {"info", "--json", "--gap", "1"},
-                       {"stats", "--channel", "CAN #2", "--can-id", "0x100/0x700", "--channel",
-                        "CAN #9"}};
+  const Args rows[] = {
+      {"stats", "--json"},
+      {"info"},
+      {"info", "--json", "--gap", "1"},
+      {"stats", "--channel", "CAN #2", "--can-id", "0x100/0x700", "--channel", "CAN #9"}};
   for (const Args& row : rows) {
     Result one;
     for (const std::string threads : {"1", "2", "3"}) {

@@ -116,8 +116,8 @@ int finishCounts(const ReadCounts& c, const std::string& name) {
     return kExitOk;
   }
   if (c.records == 0) {
-    report(nullptr, "warning: no record in " + name + " (" + std::to_string(c.bytesRead) +
-                        " bytes)");
+    report(nullptr,
+           "warning: no record in " + name + " (" + std::to_string(c.bytesRead) + " bytes)");
     return kExitDataErrors;
   }
   if (c.clean()) return kExitOk;
@@ -127,7 +127,8 @@ int finishCounts(const ReadCounts& c, const std::string& name) {
                      (c.undecodable == 1 ? "" : "s") + ", " + std::to_string(c.garbageBytes) +
                      " bytes of invalid data in " + std::to_string(c.garbageRuns) + " run" +
                      (c.garbageRuns == 1 ? "" : "s");
-  if (c.truncatedBytes) line += ", truncated last frame (" + std::to_string(c.truncatedBytes) + " bytes)";
+  if (c.truncatedBytes)
+    line += ", truncated last frame (" + std::to_string(c.truncatedBytes) + " bytes)";
   report(nullptr, line);
   return kExitDataErrors;
 }

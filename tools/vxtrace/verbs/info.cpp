@@ -1,11 +1,11 @@
 // info: an inventory of each file: framing, records per kind and channel, containers, times,
 // losses and anomalies in the time stamps.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
-#include <algorithm>
-#include <optional>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include "Cli.h"
@@ -77,8 +77,9 @@ std::string toJson(const Inventory& v) {
   os << "},\n    \"containers\": {\"count\": " << s.plainContainers() + s.lz4Containers()
      << ", \"plain\": " << s.plainContainers() << ", \"lz4\": " << s.lz4Containers()
      << ", \"records\": " << s.contained() << "},\n    \"first\": " << time(s.firstRecordTime())
-     << ",\n    \"last\": " << time(s.lastRecordTime()) << ",\n    \"earliest\": "
-     << time(s.firstTime()) << ",\n    \"latest\": " << time(s.lastTime())
+     << ",\n    \"last\": " << time(s.lastRecordTime())
+     << ",\n    \"earliest\": " << time(s.firstTime())
+     << ",\n    \"latest\": " << time(s.lastTime())
      << ",\n    \"losses\": {\"garbage_bytes\": " << v.losses.garbageBytes
      << ", \"garbage_runs\": " << v.losses.garbageRuns
      << ", \"undecodable_frames\": " << v.losses.undecodable
@@ -149,8 +150,8 @@ int runInfo(const InfoArgs& a) {
   for (std::size_t f = 0; f < a.files.size(); ++f) {
     Selection selection(a.filters);
     Input in(a.files[f]);
-    StatsScan scan = scanStats(in.fd, in.name, readOptions(a.input, a.reports), selection,
-                               threads, gapUs, nullptr);
+    StatsScan scan = scanStats(in.fd, in.name, readOptions(a.input, a.reports), selection, threads,
+                               gapUs, nullptr);
     const Inventory v{in.name, framingText(scan.framing), std::move(scan.stats), scan.counts};
     if (!selection.full()) selection.warnUnmatched(in.name);
     status = std::max(status, finishCounts(v.losses, in.name));

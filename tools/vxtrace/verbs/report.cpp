@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -9,8 +10,6 @@
 #include <memory>
 #include <sstream>
 #include <stdexcept>
-
-#include <CLI/CLI.hpp>
 
 #include "Cli.h"
 #include "Output.h"
