@@ -26,15 +26,18 @@ std::string upper(std::string s) {
   return s;
 }
 
-// Hexadecimal digits after an optional "0x"; false for anything else or more than 8 digits.
-bool parseHex(const std::string& text, uint32_t& value, std::size_t& digits) {
-  std::size_t from =
-      text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') ? 2 : 0;
-  digits = text.size() - from;
-  if (digits == 0 || digits > 8 ||
-      text.find_first_not_of("0123456789abcdefABCDEF", from) != std::string::npos)
+// Hexadecimal after "0x", otherwise decimal ("010" is ten); false for anything else or a
+// value above max.
+bool parseNumber(const std::string& text, uint64_t max, uint64_t& value) {
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const std::size_t from = hex ? 2 : 0;
+  if (from == text.size() || text.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789",
+                                                    from) != std::string::npos)
     return false;
-  value = static_cast<uint32_t>(std::strtoul(text.c_str() + from, nullptr, 16));
+  errno = 0;
+  const unsigned long long v = std::strtoull(text.c_str() + from, nullptr, hex ? 16 : 10);
+  if (errno != 0 || v > max) return false;
+  value = v;
   return true;
 }
 
@@ -73,27 +76,18 @@ bool isInvalid(const MessageBase& msg) {
 }  // namespace
 
 std::string parseKind(const std::string& text, uint16_t& id) {
-  if (allDigits(text)) {
-    errno = 0;
-    const unsigned long v = std::strtoul(text.c_str(), nullptr, 10);
-    if (errno == 0 && v <= 0xFFFF) {
-      id = static_cast<uint16_t>(v);
-      return "";
-    }
-  } else if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-    uint32_t v = 0;
-    std::size_t digits = 0;
-    if (parseHex(text, v, digits) && v <= 0xFFFF) {
-      id = static_cast<uint16_t>(v);
-      return "";
-    }
-  } else if (!text.empty()) {
+  uint64_t v = 0;
+  if (parseNumber(text, 0xFFFF, v)) {
+    id = static_cast<uint16_t>(v);
+    return "";
+  }
+  if (!text.empty() && !std::isdigit(static_cast<unsigned char>(text[0]))) {
     std::string wanted = upper(text);
     if (wanted.compare(0, 6, "MSGID_") != 0) wanted = "MSGID_" + wanted;
-    for (unsigned v = 0; v <= 0xFFFF; ++v) {
-      const char* name = getMsgIdName(static_cast<msgid_t>(v));
+    for (unsigned n = 0; n <= 0xFFFF; ++n) {
+      const char* name = getMsgIdName(static_cast<msgid_t>(n));
       if (name != nullptr && wanted == name) {
-        id = static_cast<uint16_t>(v);
+        id = static_cast<uint16_t>(n);
         return "";
       }
     }
@@ -163,24 +157,14 @@ std::string Filter::addKind(const std::string& text) {
 
 std::string Filter::addCanId(const std::string& text) {
   const std::size_t slash = text.find('/');
-  const std::string idText = text.substr(0, slash);
-  uint32_t id = 0, mask = 0;
-  std::size_t digits = 0, maskDigits = 0;
-  if (!parseHex(idText, id, digits) ||
-      (slash != std::string::npos && !parseHex(text.substr(slash + 1), mask, maskDigits)))
+  uint64_t id = 0, mask = 0x1FFFFFFF;
+  if (!parseNumber(text.substr(0, slash), 0x1FFFFFFF, id) ||
+      (slash != std::string::npos && !parseNumber(text.substr(slash + 1), 0x1FFFFFFF, mask)))
     return "invalid CAN identifier " + quoted(text) +
-           " (expected hexadecimal ID or ID/MASK, e.g. 123, 18DAF110 or 700/7F0)";
-  const bool extended = digits > 3;
-  const uint32_t max = extended ? 0x1FFFFFFF : 0x7FF;
-  if (id > max)
-    return "CAN identifier " + quoted(text) +
-           (extended ? " is beyond 29 bits (1FFFFFFF)"
-                     : " is beyond 11 bits (7FF); write 4 to 8 digits for an extended one");
-  if (slash == std::string::npos) mask = max;
-  if (mask > max)
-    return "CAN identifier mask " + quoted(text) + " is beyond " +
-           (extended ? "29 bits (1FFFFFFF)" : "11 bits (7FF)");
-  canIds_.push_back(CanIdValue{id, mask, extended, text, false});
+           " (ID or ID/MASK, each up to 0x1FFFFFFF, hex with 0x or decimal)";
+  const bool extendedOnly = id > 0x7FF || (slash != std::string::npos && mask > 0x7FF);
+  canIds_.push_back(CanIdValue{static_cast<uint32_t>(id), static_cast<uint32_t>(mask), extendedOnly,
+                               text, false});
   return "";
 }
 
@@ -197,6 +181,15 @@ std::string Filter::setTimeRange(std::optional<uint64_t> from, std::optional<uin
   from_ = from;
   to_ = to;
   return "";
+}
+
+void Filter::merge(const Filter& part) {
+  for (std::size_t i = 0; i < kinds_.size() && i < part.kinds_.size(); ++i)
+    kinds_[i].seen = kinds_[i].seen || part.kinds_[i].seen;
+  for (std::size_t i = 0; i < canIds_.size() && i < part.canIds_.size(); ++i)
+    canIds_[i].seen = canIds_[i].seen || part.canIds_[i].seen;
+  for (std::size_t i = 0; i < channels_.size() && i < part.channels_.size(); ++i)
+    channels_[i].seen = channels_[i].seen || part.channels_[i].seen;
 }
 
 bool Filter::empty() const {
@@ -218,7 +211,8 @@ bool Filter::matches(const MessageBase& record) {
     bool any = false;
     if (toCanFrame(record, f) == nullptr && !f.error)
       for (CanIdValue& c : canIds_)
-        if (c.extended == f.extended && (f.id & c.mask) == (c.id & c.mask)) any = c.seen = true;
+        if ((f.extended || !c.extendedOnly) && (f.id & c.mask) == (c.id & c.mask))
+          any = c.seen = true;
     pass = pass && any;
   }
   if (!channels_.empty()) {

@@ -57,31 +57,29 @@ TEST(Filter, CanIdentifiersApplyToEveryRecordCarryingACanFrame) {
   r.emplace_back(new CANTraceMessage(0, 0, CAN_FRAME_ERROR, 1, 0, {}));          // no identifier
   r.emplace_back(new CANTraceMessage(0, 0, CAN_FRAME_TXREQUEST, 0, 0x123, {}));  // no bus frame
   r.emplace_back(new SimpleMessage<MSGID_START>(0));
+  // Up to 11 bits in value and mask: standard and extended frames; wider: extended ones only.
   const std::pair<const char*, const char*> rows[] = {
-      {"123", "0"},          {"0x123", "0"},    {"00000123", "1"},          {"120/7F0", "0 3"},
-      {"7F0", "2"},          {"18DAF110", "4"}, {"18DA0000/1FFF0000", "4"}, {"0/0", "0 2 3"},
-      {"00000000/0", "1 4"},
+      {"0x123", "0 1"},
+      {"291", "0 1"},
+      {"0x00000123", "0 1"},
+      {"0x120/0x7F0", "0 1 3"},
+      {"0x7f0", "2"},
+      {"0x18DAF110", "4"},
+      {"0x18DA0000/0x1FFF0000", "4"},
+      {"0/0", "0 1 2 3 4"},
+      {"0x123/0x1FFFFFFF", "1"},
   };
   for (const auto& [text, expected] : rows) {
     Filter f;
     ASSERT_EQ(f.addCanId(text), "") << text;
     EXPECT_EQ(passing(f, r), expected) << text;
   }
-  const std::pair<const char*, const char*> bad[] = {
-      {"800",
-       "CAN identifier '800' is beyond 11 bits (7FF); write 4 to 8 digits for an extended one"},
-      {"20000000", "CAN identifier '20000000' is beyond 29 bits (1FFFFFFF)"},
-      {"123/800", "CAN identifier mask '123/800' is beyond 11 bits (7FF)"},
-      {"12G",
-       "invalid CAN identifier '12G' (expected hexadecimal ID or ID/MASK, e.g. 123, "
-       "18DAF110 or 700/7F0)"},
-      {"123456789", ""},
-      {"0x", ""},
-  };
-  for (const auto& [text, error] : bad) {
+  for (const char* bad : {"0x20000000", "0x123/0x20000000", "12G", "0x", "", "-1", "0x123/",
+                          "99999999999999999999"}) {
     Filter f;
-    const std::string got = f.addCanId(text);
-    EXPECT_EQ(got.find(*error ? error : "invalid CAN identifier '"), 0u) << text << ": " << got;
+    EXPECT_EQ(f.addCanId(bad), std::string("invalid CAN identifier '") + bad +
+                                   "' (ID or ID/MASK, each up to 0x1FFFFFFF, hex with 0x or "
+                                   "decimal)");
     EXPECT_TRUE(f.empty());
   }
 }
@@ -116,7 +114,7 @@ TEST(Filter, KindsTimeRangeAndUnmatchedValues) {
   Filter g;
   ASSERT_EQ(g.addKind("MSGID_START"), "");
   ASSERT_EQ(g.addKind("MSGID_LIN"), "");
-  ASSERT_EQ(g.addCanId("123"), "");
+  ASSERT_EQ(g.addCanId("0x123"), "");
   ASSERT_EQ(g.addChannel("CAN #1"), "");
   ASSERT_EQ(g.addChannel("CAN #9"), "");
   EXPECT_EQ(passing(g, r), "");

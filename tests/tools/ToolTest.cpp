@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "ToolFixture.h"
 
@@ -113,43 +114,6 @@ TEST_F(ToolTest, GenDiagWritesTheSessionAndDumpPrintsKwpAndUdsOnlyWhenRegistered
   EXPECT_NE(r.status, 0);
   EXPECT_EQ(r.out, unregistered + eofLine);
   EXPECT_TRUE(Has(r.err, "7 undecodable frames"));
-}
-
-TEST_F(ToolTest, StatsCountsRecordsPerIdentifierAndChannel) {
-  Trace t = makeTrace(4000, 11);
-  const std::string trace = file("t.vxt", t.bytes);
-  std::map<std::string, uint64_t> perId, perChannel;
-  for (const auto& r : t.records) {
-    ++perId[getMsgIdName(r->msgId)];
-    ++perChannel[label(*r)];
-  }
-  const unsigned long long first = t.records.front()->timeStamp;
-  const unsigned long long last = t.records.back()->timeStamp;
-
-  Result r = run({"stats", trace, "--json"});
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Has(r.out, "\"records\": 4000,"));
-  EXPECT_TRUE(Has(r.out, "\"bytes\": " + std::to_string(t.bytes.size()) + ","));
-  EXPECT_TRUE(Has(r.out, "\"first_timestamp_us\": " + std::to_string(first) + ","));
-  EXPECT_TRUE(Has(r.out, "\"last_time\": \"" + MessageBase::printTimestamp(last) + "\""));
-  for (const char* zero :
-       {"garbage_bytes", "garbage_runs", "truncated_bytes", "undecodable_frames"})
-    EXPECT_TRUE(Has(r.out, std::string("\"") + zero + "\": 0"));
-  for (const auto& [name, n] : perId)
-    EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
-  for (const auto& [name, n] : perChannel)
-    EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
-  EXPECT_TRUE(Has(r.out, "\"contained_records\": 0,"));
-
-  r = run({"stats", trace});
-  EXPECT_EQ(r.status, 0);
-  EXPECT_TRUE(Has(r.out, "Records:               4000\n"));
-  for (const auto& [name, n] : perChannel) {
-    char row[128];
-    std::snprintf(row, sizeof row, "  %-32s %12llu\n", name.c_str(),
-                  static_cast<unsigned long long>(n));
-    EXPECT_TRUE(Has(r.out, row));
-  }
 }
 
 TEST_F(ToolTest, CorruptTraceIsDumpedWholeWithReportsCountsAndExitOne) {
@@ -277,12 +241,17 @@ TEST_F(ToolTest, UsageAndIoErrorsExitTwoWithOneLine) {
       {{"gen", path("g.vxt"), "--records", "1000000001"}, ""},
       {{"gen", path("g.vxt"), "--seed", "12x"}, ""},
       {{"dump", trace, "--count", "-5"}, ""},
+      {{"stats", trace, "--threads", "0"},
+       "vxtrace: invalid value for --threads: '0' (a whole number from 1 to 256)\n"},
+      {{"info", trace, "--threads", "257"}, ""},
       {{"stats", trace, "--quiet", "--verbose"}, ""},
       {{"dump", trace, "--from", "2024-01-02 00:00:00", "--to", "2024-01-01 00:00:00"}, ""},
       {{"convert", trace, "--to", "candump", "-o", trace},
        "vxtrace: output '" + trace + "' is the input '" + trace + "': refusing to overwrite it\n"},
       {{"recover", trace, "-o", path("link.vxt")}, ""},
-      {{"frobnicate"}, "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, report, gen, help)\n"},
+      {{"frobnicate"},
+       "vxtrace: unknown verb 'frobnicate' (dump, stats, info, filter, merge, convert, recover, "
+       "report, gen, help)\n"},
       {{}, ""}};
   ASSERT_EQ(symlink(trace.c_str(), path("link.vxt").c_str()), 0);  // the input by another name
   for (const auto& [args, text] : rows) {
@@ -449,6 +418,11 @@ TEST_F(ToolTest, ContainerTracesCarryTheSameTrafficAndAreExpandedByDumpStatsAndC
     for (const auto& rec : flat.records) ++perId[getMsgIdName(rec->msgId)];
     for (const auto& [name, n] : perId)
       EXPECT_TRUE(Has(r.out, "\"" + name + "\": " + std::to_string(n)));
+    const std::string n = std::to_string(containers);
+    EXPECT_TRUE(Has(run({"info", path("c.vxt"), "--json"}).out,
+                    "\"containers\": {\"count\": " + n + ", \"plain\": " + (lz4 ? "0" : n) +
+                        ", \"lz4\": " + (lz4 ? n : "0") + ", \"records\": " +
+                        std::to_string(1500 + containers - t.records.size()) + "}"));
 
     r = run({"convert", path("c.vxt"), "--to", "candump", "-o", "-"});
     EXPECT_EQ(r.status, 0) << r.err;
@@ -517,4 +491,84 @@ TEST_F(ToolTest, LiveStreamRecordsShowWhileTheToolWaits) {
   ::waitpid(pid, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(got, texts(t));
+}
+
+// Every reading verb ends alike: an empty input is noted, bytes without a record are warned of,
+// a file of another kind is refused.
+TEST_F(ToolTest, ReadingVerbsEndAlikeOnEmptyJunkAndForeignInputs) {
+  const std::string good = file("good.vxt", makeTrace(20).bytes);
+  Bytes junk;
+  for (int i = 0; i < 200; ++i) junk.push_back(static_cast<uint8_t>(i * 37 + 1));
+  const std::string empty = file("empty.vxt", {}), noise = file("junk.vxt", junk),
+                    pcapng = file("p.vxt", {0x0A, 0x0D, 0x0D, 0x0A, 0x1C, 0, 0, 0});
+  const std::tuple<std::string, int, std::string> inputs[] = {
+      {empty, 0, "vxtrace: note: " + empty + " is empty\n"},
+      {noise, 1, "vxtrace: warning: no record in " + noise + " (200 bytes)\n"},
+      {pcapng, 2, "vxtrace: " + pcapng + ": not a trace file (looks like pcapng)\n"}};
+  const Args verbs[] = {{"dump"},
+                        {"stats"},
+                        {"info"},
+                        {"report", "-o", path("o.html")},
+                        {"filter", "-o", path("o.vxt")},
+                        {"convert", "--to", "candump", "-o", "-"},
+                        {"merge", good, "-o", path("m.vxt")}};
+  for (const auto& [input, status, line] : inputs)
+    for (Args args : verbs) {
+      args.insert(args.begin() + 1, input);
+      SCOPED_TRACE(testing::PrintToString(args));
+      const Result r = run(args);
+      EXPECT_EQ(r.status, status);
+      // Reports of what was skipped may come first.
+      EXPECT_EQ(r.err.substr(r.err.size() - std::min(r.err.size(), line.size())), line) << r.err;
+      if (status == 2) {
+        EXPECT_EQ(r.err, line);
+      }
+    }
+}
+
+// stats and info read a file on threads and print what one thread prints, on a trace of several
+// parts with containers, garbage, time stamps out of order, a gap and a cut last frame.
+TEST_F(ToolTest, StatsAndInfoPrintTheSameOnAnyNumberOfThreads) {
+  // Containers first; then, 5 minutes on, flat records each 2 s after the one before it or 1 ms
+  // before it, so that the cut between two parts is a step back or a gap (with --gap 1).
+  const Trace boxed = makeTrace(150000, 12, Framing::V1, vxtrace::gen::Containers::Plain);
+  const Trace t = makeTrace(300000, 13);
+  Bytes bytes = boxed.bytes;
+  std::size_t runs = 0;
+  for (std::size_t i = 0; i < t.spans.size(); ++i) {
+    const std::size_t at = bytes.size();
+    bytes.insert(bytes.end(), t.bytes.begin() + t.spans[i].first,
+                 t.bytes.begin() + t.spans[i].second);
+    uint64_t us =
+        boxed.records.front()->timeStamp + 300000000 + uint64_t{i / 2} * 2000000 - i % 2 * 1000;
+    for (int b = 7; b >= 0; --b, us >>= 8) bytes[at + 8 + b] = static_cast<uint8_t>(us);
+    if (i % 40000 == 20000 && ++runs) bytes.insert(bytes.end(), {0x13, 0x37, 0x42, 0x99, 0x01});
+  }
+  bytes.resize(bytes.size() - 3);
+  ASSERT_GT(bytes.size(), 13u << 20);  // more than three parts of the smallest size
+  const std::string trace = file("t.vxt", bytes);
+  const Args rows[] = {
+      {"stats", "--json"},
+      {"info"},
+      {"info", "--json", "--gap", "1"},
+      {"stats", "--channel", "CAN #2", "--can-id", "0x100/0x700", "--channel", "CAN #9"}};
+  for (const Args& row : rows) {
+    Result one;
+    for (const std::string threads : {"1", "2", "3"}) {
+      Args args = row;
+      args.insert(args.begin() + 1, trace);
+      args.insert(args.end(), {"--threads", threads});
+      SCOPED_TRACE(testing::PrintToString(args));
+      const Result r = run(args);
+      if (threads == "1") {
+        one = r;
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(Has(r.err, std::to_string(runs * 5) + " bytes of invalid data in " +
+                                   std::to_string(runs) + " runs, truncated last frame"));
+      }
+      EXPECT_EQ(r.out, one.out);
+      EXPECT_EQ(r.err, one.err);
+      EXPECT_EQ(r.status, one.status);
+    }
+  }
 }

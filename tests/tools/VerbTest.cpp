@@ -124,15 +124,6 @@ TEST_F(ToolTest, InfoListsKindsContainersTimesAndTimeAnomalies) {
   EXPECT_TRUE(Has(r.out, "\"first\": \"" + MessageBase::printTimestamp(start) + "\""));
   EXPECT_TRUE(Has(r.out, "\"latest\": \"2101-01-01 00:00:00.000000\""));
   EXPECT_TRUE(Has(r.out, "\"earliest\": \"" + MessageBase::printTimestamp(start) + "\""));
-  std::size_t containers = 0, inside = 0;
-  for (const auto& rec : makeTrace(1500, 4, Framing::V1, vxtrace::gen::Containers::Plain).records)
-    if (auto* c = dynamic_cast<const ContainerMessage*>(rec.get())) {
-      ++containers;
-      inside += c->numOfMsg;
-    }
-  EXPECT_TRUE(Has(r.out, "\"containers\": {\"count\": " + std::to_string(containers) +
-                             ", \"plain\": " + std::to_string(containers) +
-                             ", \"lz4\": 0, \"records\": " + std::to_string(inside) + "}"));
 }
 
 TEST_F(ToolTest, LocalTimeAppliesToFromAndToAndHelpListsEveryVerb) {

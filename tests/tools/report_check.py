@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """`vxtrace report` on a generated trace with garbage spliced in and one gap: the page holds no
-external reference, its figures equal `vxtrace stats --json`, and headless Chromium renders
-every chart and a screenshot that is not blank. Exit 77 when Chromium is missing (outside CI).
+external reference, its figures equal those of `vxtrace stats --json` and `vxtrace info --json`,
+and headless Chromium renders every chart and a screenshot that is not blank. Exit 77 when Chromium is missing (outside CI).
 """
 import json
 import os
@@ -62,17 +62,23 @@ def png_pixels(path):
 
 
 def compare(trace, page, status, check):
-    """The report's figures against stats' on one trace; the page and stats' JSON."""
+    """The report's figures against those of stats and info on one trace; the page and stats'
+    JSON."""
     r = subprocess.run([CLI, "report", trace, "-o", page], capture_output=True, text=True)
     check(r.returncode == status, "report exit %d: %s" % (r.returncode, r.stderr))
-    stats = json.loads(subprocess.run([CLI, "stats", trace, "--json"], capture_output=True,
-                                      text=True).stdout)
+    tool = lambda verb: json.loads(subprocess.run([CLI, verb, trace, "--json"],
+                                                  capture_output=True, text=True).stdout)
+    stats, info = tool("stats"), tool("info")[0]
     html = open(page, encoding="utf-8").read()
     key = dict(re.findall(r'data-key="(\w+)">([^<]*)<', html))
+    info_figures = dict(info["losses"], records=info["records"], gaps=info["anomalies"]["gaps"],
+                        contained_records=info["containers"]["records"],
+                        first_time=info["earliest"], last_time=info["latest"])
     for name in ("records", "contained_records", "first_time", "last_time", "garbage_bytes",
-                 "garbage_runs", "truncated_bytes", "undecodable_frames"):
-        check(key.get(name) == str(stats[name]), "%s: %s in the report, %s in stats"
-              % (name, key.get(name), stats[name]))
+                 "garbage_runs", "truncated_bytes", "undecodable_frames", "gaps"):
+        figures = (key.get(name), str(stats.get(name, info_figures[name])), str(info_figures[name]))
+        check(len(set(figures)) == 1, "%s: %s in the report, %s in stats, %s in info"
+              % ((name,) + figures))
     kinds = {k: int(n) for k, n in re.findall(r'data-kind="([^"]+)" data-count="(\d+)"', html)}
     check(kinds == stats["by_id"], "kinds differ from stats: %s" % kinds)
     channels = {k: int(n) for k, n in re.findall(r'data-channel="([^"]+)">(\d+)<', html)}

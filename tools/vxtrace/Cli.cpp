@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <sstream>
 
+#include "vxtrace/io/ParallelScan.h"
 #include "vxtrace/vxtrace.h"
 
 namespace vxtrace::cli {
@@ -104,20 +106,23 @@ ReadOptions readOptions(const InputFlags& input, const ReportFlags& reports) {
   return o;
 }
 
-int finishRead(const TraceReader& reader, const std::string& name) {
-  return finishCounts(reader.counts(), name);
+void addThreadsOption(CLI::App& cmd, std::string& text) {
+  cmd.add_option("--threads", text,
+                 "Threads reading a file, 1 to 256 (default: one per core); a pipe is read by "
+                 "one");
 }
 
-int finishCounts(const ReadCounts& c, const std::string& name) {
-  if (c.clean()) return kExitOk;
-  std::ostringstream os;
-  os << "vxtrace: " << name << ": " << c.garbageBytes + c.undecodableBytes + c.truncatedBytes
-     << " bytes dropped: " << c.undecodable << " undecodable frame"
-     << (c.undecodable == 1 ? "" : "s") << ", " << c.garbageBytes << " bytes of invalid data in "
-     << c.garbageRuns << " run" << (c.garbageRuns == 1 ? "" : "s");
-  if (c.truncatedBytes) os << ", truncated last frame (" << c.truncatedBytes << " bytes)";
-  std::cerr << os.str() << std::endl;
-  return kExitDataErrors;
+unsigned threadsOption(const std::string& text) {
+  if (text.empty()) return std::min(vxtrace::defaultThreads(), 256u);
+  uint64_t n = 0;
+  try {
+    n = numberOption("--threads", text, 256);
+  } catch (const Failure&) {
+  }
+  if (n == 0)
+    throw Failure{"invalid value for --threads: " + inQuotes(text) +
+                  " (a whole number from 1 to 256)"};
+  return static_cast<unsigned>(n);
 }
 
 bool forEachRecord(const MessageBase& msg, bool expand,

@@ -73,11 +73,12 @@ struct OutputFlags {
   void add(CLI::App& cmd, bool required = true);
 };
 
-ReadOptions readOptions(const InputFlags& input, const ReportFlags& report);
+// --threads: how many threads read a file (a pipe is read by one), 1 to 256; by default one
+// per core.
+void addThreadsOption(CLI::App& cmd, std::string& text);
+unsigned threadsOption(const std::string& text);
 
-// Reports the counts of a run and gives the exit status.
-int finishRead(const TraceReader& reader, const std::string& name);
-int finishCounts(const ReadCounts& counts, const std::string& name);
+ReadOptions readOptions(const InputFlags& input, const ReportFlags& report);
 
 // Calls fn for msg and, when expand is set and it is a container, for every record inside it
 // (depth first, in order); stops and returns false as soon as fn does.

@@ -8,6 +8,8 @@
 #include <string>
 
 #include "vxtrace/MessageBase.h"
+#include "vxtrace/io/Reader.h"
+#include "vxtrace/io/Stats.h"
 
 namespace vxtrace::cli {
 
@@ -76,5 +78,31 @@ class TraceReader {
 
 // "V1 framing (55 AA markers)" and the like, for a framing() value.
 const char* framingText(int framing);
+
+// The policy a read with these options follows.
+ReadPolicy readPolicy(const ReadOptions& options);
+// The reader's counts in the tool's terms.
+ReadCounts readCounts(const Reader::Counts& counts, uint64_t undecodableBytes);
+
+// Reports the counts of a whole read and gives the exit status: an empty input gets a note and
+// 0; one with bytes but no record a warning and 1; losses their one-line summary and 1.
+int finishCounts(const ReadCounts& counts, const std::string& name);
+int finishRead(const TraceReader& reader, const std::string& name);
+
+class Selection;
+
+// A whole input read into vxtrace::Stats.
+struct StatsScan {
+  vxtrace::Stats stats;
+  ReadCounts counts;
+  int framing = 0;
+};
+
+// Reads the input on threads (one for a pipe, or when the selection counts records) into Stats
+// with the given gap: each record, those inside containers too, that the selection takes. The
+// library's lines and the losses are left to the caller's summary. Throws Failure for an input
+// that is no trace or cannot be read.
+StatsScan scanStats(int fd, const std::string& name, const ReadOptions& options,
+                    Selection& selection, unsigned threads, uint64_t gapUs, Progress* progress);
 
 }  // namespace vxtrace::cli

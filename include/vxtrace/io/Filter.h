@@ -33,12 +33,12 @@ class VXTRACE_API Filter {
   // A record kind as parseKind reads it. An InvalidMessage matches by the identifier of its
   // frame.
   std::string addKind(const std::string& text);
-  // A CAN identifier in hexadecimal ("0x" optional), alone or as ID/MASK: a record matches
-  // when (its identifier & MASK) == (ID & MASK). As in candump, up to three digits name a
-  // standard (11-bit) identifier and four to eight digits an extended (29-bit) one: "123"
-  // matches only standard frames, "00000123" only extended ones. Applies to every record that
-  // carries a CAN frame (toCanFrame: CAN, CAN FD, extended CAN, proxy); error frames and
-  // records without a frame never match.
+  // A CAN identifier, hexadecimal with "0x" or else decimal ("0x123", "291"), alone or as
+  // ID/MASK, each up to 0x1FFFFFFF: a record matches when (its identifier & MASK) == (ID & MASK);
+  // without a mask every bit counts. An ID or MASK wider than 11 bits matches extended (29-bit)
+  // identifiers only, any other value standard and extended ones. Applies to every record that
+  // carries a CAN frame (toCanFrame: CAN, CAN FD, extended CAN, proxy); error frames and records
+  // without a frame never match.
   std::string addCanId(const std::string& text);
   // A channel label as dump prints it ("CAN #1", counted from 1) or as users type it: case,
   // blanks and '#' do not matter ("CAN1", "can 1", "CAN 1", "can#1" are "CAN #1"; "logger
@@ -50,6 +50,10 @@ class VXTRACE_API Filter {
   // Records whose time stamp t (microseconds since the epoch) lies in [from, to); either end
   // may be open. Returns the reason when from is later than to.
   std::string setTimeRange(std::optional<uint64_t> from, std::optional<uint64_t> to);
+
+  // Marks as matched the values a copy of this filter (same values, same order) has matched:
+  // a trace read in parts, each with its own copy.
+  void merge(const Filter& part);
 
   // Whether the record passes. Each field is matched on its own, so a value is marked as
   // matched when a record matches it even if another field rejects that record.
@@ -73,7 +77,7 @@ class VXTRACE_API Filter {
   };
   struct CanIdValue {
     uint32_t id, mask;
-    bool extended;
+    bool extendedOnly;
     std::string text;
     bool seen;
   };

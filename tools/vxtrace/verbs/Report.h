@@ -23,9 +23,9 @@ struct ReportJob {
   std::function<bool(const MessageBase&)> keep;
 };
 
-// Reads every input to its end and writes the page to out. Returns the exit status: 0, or 1
-// when an input had losses (each such input gets the tool's one-line loss summary on standard
-// error). Throws std::runtime_error (std::system_error from the source) with a one-line reason
+// Reads every input to its end and writes the page to out. Returns the exit status of the
+// tool's finishing code (finishCounts) for the inputs: 0, or 1 when an input had losses or no
+// record. Throws std::runtime_error (std::system_error from the source) with a one-line reason
 // on an input that cannot be read.
 int writeReport(const ReportJob& job, std::ostream& out);
 

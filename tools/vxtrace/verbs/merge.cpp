@@ -125,14 +125,9 @@ int runMerge(const MergeArgs& a) {
     if (lane->reader.error() != 0)
       throw Failure{"cannot read " + inQuotes(lane->in.name) + ": " +
                     std::strerror(lane->reader.error())};
-    const auto& c = lane->reader.counts();
-    ReadCounts counts;
-    counts.undecodable = c.undecodable;
-    counts.undecodableBytes = lane->undecodableBytes;
-    counts.garbageBytes = c.skippedBytes;
-    counts.garbageRuns = c.skippedRuns;
-    counts.truncatedBytes = c.truncatedBytes;
-    if (finishCounts(counts, lane->in.name) != kExitOk) status = kExitDataErrors;
+    if (finishCounts(readCounts(lane->reader.counts(), lane->undecodableBytes), lane->in.name) !=
+        kExitOk)
+      status = kExitDataErrors;
   }
   if (!selection.full()) selection.warnUnmatched("the inputs");
   return status;

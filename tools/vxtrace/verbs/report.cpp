@@ -2,14 +2,14 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
-
-#include <CLI/CLI.hpp>
 
 #include "Cli.h"
 #include "Output.h"
@@ -43,25 +43,19 @@ int writeReport(const ReportJob& job, std::ostream& out) {
     // The decoders' own lines about odd records are not the page's business: the losses are on
     // the page and in the summary line.
     reader.setDiagnosticHandler([](uint64_t, DiagnosticLevel, const std::string&) {});
-    reader.setLossHandler([&](const Reader::Loss& loss) { report.addLoss(loss); });
+    uint64_t undecodableBytes = 0;
+    reader.setLossHandler([&](const Reader::Loss& loss) {
+      if (loss.kind == Reader::Loss::UNDECODABLE) undecodableBytes += loss.length;
+      report.addLoss(loss);
+    });
+    if (!reader.notATrace().empty()) throw std::runtime_error(name + ": " + reader.notATrace());
     report.beginFile(name, framingName(reader.framing()), size);
     while (std::unique_ptr<MessageBase> msg = reader.next())
       if (!job.keep || job.keep(*msg)) report.add(*msg, reader.recordOffset(), reader.depth());
     if (reader.error() != 0)
       throw std::runtime_error("cannot read '" + name + "': " + std::strerror(reader.error()));
-    const Reader::Counts& c = reader.counts();
-    report.endFile(c);
-    if (!c.clean()) {
-      status = 1;
-      std::cerr << "vxtrace: " << name << ": " << c.skippedBytes + c.truncatedBytes
-                << " bytes dropped: " << c.undecodable << " undecodable frame"
-                << (c.undecodable == 1 ? "" : "s") << ", " << c.skippedBytes
-                << " bytes of invalid data in " << c.skippedRuns << " run"
-                << (c.skippedRuns == 1 ? "" : "s");
-      if (c.truncatedBytes)
-        std::cerr << ", truncated last frame (" << c.truncatedBytes << " bytes)";
-      std::cerr << std::endl;
-    }
+    report.endFile(reader.counts());
+    status = std::max(status, finishCounts(readCounts(reader.counts(), undecodableBytes), name));
   }
   report.write(out);
   return status;
