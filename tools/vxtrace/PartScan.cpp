@@ -91,13 +91,6 @@ void tally(ReadCounts& c, const PartResult::Event& e) {
 
 }  // namespace
 
-unsigned threadsOption(const std::string& text) {
-  if (text.empty()) return defaultThreads() > 256 ? 256 : defaultThreads();
-  const uint64_t n = numberOption("--threads", text, 256);
-  if (n == 0) throw Failure{"invalid value for --threads: '0' (a whole number from 1 to 256)"};
-  return static_cast<unsigned>(n);
-}
-
 PartScan::PartScan(const Input& in, const ReadOptions& options, unsigned threads,
                    Progress* progress)
     : in_(in), options_(options), threads_(threads), progress_(progress) {}
@@ -177,7 +170,13 @@ bool PartScan::run(const Make& make, const Visit& visit, const Consume& consume)
       if (!e.line.empty()) report(progress_, e.line);
       if (stop != UINT64_MAX) tally(counts_, e);
     }
-    if (stop != UINT64_MAX) throw Stop{stop};
+    if (stop != UINT64_MAX) {
+      // Stopped after a record was taken: what ends the run is the losses before it, and the
+      // input is neither empty nor without a record.
+      counts_.bytesRead = std::max<uint64_t>(counts_.bytesRead, stop + 1);
+      counts_.records = std::max<uint64_t>(counts_.records, 1);
+      throw Stop{stop};
+    }
     const Reader::Counts& c = part.counts();
     counts_.bytesRead += c.bytesRead;
     counts_.records += c.records;

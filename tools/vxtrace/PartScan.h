@@ -63,7 +63,4 @@ class PartScan {
   int framing_ = 0;
 };
 
-// The --threads option: 1 to 256, the number of cores by default.
-unsigned threadsOption(const std::string& text);
-
 }  // namespace vxtrace::cli

@@ -169,7 +169,7 @@ Runner attachConvert(CLI::App& cmd) {
   a->input.add(cmd);
   a->filters.add(cmd, /*formatTakesTo=*/true);
   a->reports.add(cmd);
-  cmd.add_option("--threads", a->threads, "Threads reading a file (1 to 256; default: one a core)");
+  addThreadsOption(cmd, a->threads);
   cmd.footer(
       "Examples:\n"
       "  vxtrace convert trace.vxt --to candump -o trace.log\n"

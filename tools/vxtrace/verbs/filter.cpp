@@ -235,7 +235,7 @@ Runner attachFilter(CLI::App& cmd) {
   cmd.add_option("--split-time", a->splitTime,
                  "Start a new file every SECONDS of record time (periods aligned to the epoch); "
                  "-o is then a name pattern");
-  cmd.add_option("--threads", a->threads, "Threads reading a file (1 to 256; default: one a core)");
+  addThreadsOption(cmd, a->threads);
   cmd.footer(
       "Records inside containers are written on their own unless --containers bundles them anew.\n"
       "Examples:\n"
