@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "util/JsonText.h"
 #include "vxtrace/ContainerMessage.h"
 #include "vxtrace/InvalidMessage.h"
 #include "vxtrace/io/CanFrame.h"
@@ -14,22 +15,7 @@ namespace vxtrace {
 
 namespace {
 
-std::string jsonString(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out.push_back('\\');
-      out.push_back(static_cast<char>(c));
-    } else if (c < 0x20) {
-      char esc[8];
-      std::snprintf(esc, sizeof esc, "\\u%04x", c);
-      out += esc;
-    } else {
-      out.push_back(static_cast<char>(c));
-    }
-  }
-  return out + "\"";
-}
+using detail::jsonQuoted;
 
 template <typename Map>
 void addAll(Map& into, const Map& from) {
@@ -40,7 +26,7 @@ void addAll(Map& into, const Map& from) {
 std::string inlineObject(const std::vector<std::pair<std::string, uint64_t>>& rows) {
   std::string out = "{";
   for (const auto& [label, n] : rows)
-    out += (out.size() > 1 ? ", " : "") + jsonString(label) + ": " + std::to_string(n);
+    out += (out.size() > 1 ? ", " : "") + jsonQuoted(label) + ": " + std::to_string(n);
   return out + "}";
 }
 
@@ -208,14 +194,14 @@ std::map<Stats::CanId, Stats::CanIdCount> Stats::byCanId() const {
 std::string Stats::toJson(const std::optional<std::string>& file, bool canIds) const {
   std::ostringstream os;
   os << "{\n";
-  if (file) os << "  \"file\": " << jsonString(*file) << ",\n";
+  if (file) os << "  \"file\": " << jsonQuoted(*file) << ",\n";
   os << "  \"bytes\": " << counts_.bytesRead << ",\n  \"records\": " << records_
      << ",\n  \"contained_records\": " << contained_ << ",\n";
   if (first_) {
     os << "  \"first_timestamp_us\": " << *first_
-       << ",\n  \"first_time\": " << jsonString(MessageBase::printTimestamp(*first_))
+       << ",\n  \"first_time\": " << jsonQuoted(MessageBase::printTimestamp(*first_))
        << ",\n  \"last_timestamp_us\": " << *last_
-       << ",\n  \"last_time\": " << jsonString(MessageBase::printTimestamp(*last_)) << ",\n";
+       << ",\n  \"last_time\": " << jsonQuoted(MessageBase::printTimestamp(*last_)) << ",\n";
   } else {
     os << "  \"first_timestamp_us\": null,\n  \"first_time\": null,\n"
           "  \"last_timestamp_us\": null,\n  \"last_time\": null,\n";
@@ -234,7 +220,7 @@ std::string Stats::toJson(const std::optional<std::string>& file, bool canIds) c
     os << ",\n  \"" << name << "\": {";
     const char* sep = "\n";
     for (const auto& [key, value] : rows) {
-      os << sep << "    " << jsonString(key) << ": " << value;
+      os << sep << "    " << jsonQuoted(key) << ": " << value;
       sep = ",\n";
     }
     os << (rows.empty() ? "" : "\n  ") << "}";

@@ -23,56 +23,6 @@ struct Stop {
   uint64_t offset;
 };
 
-std::string lossLine(const std::string& name, const Reader::Loss& loss) {
-  std::string line = name + ": ";
-  switch (loss.kind) {
-    case Reader::Loss::SKIPPED:
-      line += "invalid data (" + std::to_string(loss.length) + " bytes) skipped at offset " +
-              std::to_string(loss.offset);
-      break;
-    case Reader::Loss::UNDECODABLE:
-      line += "undecodable frame at offset " + std::to_string(loss.offset) + " (" +
-              std::to_string(loss.length) + " bytes)";
-      break;
-    case Reader::Loss::TRUNCATED:
-      line += "truncated frame at end of input (" + std::to_string(loss.length) +
-              " bytes at offset " + std::to_string(loss.offset) + ")";
-      break;
-  }
-  line += ':';
-  if (loss.headLength != 0) line += ' ';
-  vxtrace::detail::appendHex(line, loss.head, loss.headLength);
-  if (loss.headLength < loss.length) line += " ...";
-  return line;
-}
-
-// The library's lines of one record as one line: notes, then the bytes of their hex dumps,
-// capped.
-std::string notesLine(const std::vector<std::string>& lines) {
-  std::string notes, hex;
-  std::size_t hexBytes = 0, moreBytes = 0;
-  std::set<std::string> seen;
-  for (std::string line : lines) {
-    for (const char* tag : {"[ERROR] ", "[WARNING] "})
-      while (line.compare(0, std::strlen(tag), tag) == 0) line.erase(0, std::strlen(tag));
-    if (line.empty() || !seen.insert(line).second) continue;
-    if (line.size() > 6 && line[4] == ':' && line[5] == ' ' &&
-        line.find_first_not_of("0123456789abcdef") == 4) {
-      const std::size_t bytes = (line.size() - 6 + 1) / 3;
-      if (hexBytes + bytes > TraceFileReader::kMaxHead) {
-        moreBytes += bytes;
-        continue;
-      }
-      hex += (hex.empty() ? "" : " ") + line.substr(6);
-      hexBytes += bytes;
-      continue;
-    }
-    notes += (notes.empty() ? "" : "; ") + line;
-  }
-  if (!hex.empty()) notes += (notes.empty() ? "" : ": ") + hex + (moreBytes ? " ..." : "");
-  return notes;
-}
-
 void tally(ReadCounts& c, const PartResult::Event& e) {
   switch (e.loss) {
     case Reader::Loss::SKIPPED:

@@ -30,6 +30,32 @@ const char* framingFlags(Framing f) {
   return "";
 }
 
+Framing givenFraming(const ReadOptions& o) {
+  return o.v2 ? (o.expectSync ? Framing::V2 : Framing::V2NoMarker)
+              : (o.expectSync ? Framing::V1 : Framing::V1NoMarker);
+}
+
+void reportFraming(Progress* progress, const std::string& name, Framing framing,
+                   FramingChoice choice) {
+  report(progress, name + ": " + framingName(framing) +
+                       (choice == FramingChoice::Given      ? " (as given)"
+                        : choice == FramingChoice::Detected ? " (detected)"
+                                                            : " (assumed)"));
+}
+
+// A framing given by hand that finds nothing: say what the data looks like instead.
+void reportWrongFraming(Progress* progress, const std::string& name, const ReadOptions& options,
+                        const ReadCounts& c, std::optional<Framing> detected) {
+  const Framing given = givenFraming(options);
+  if (options.forced && c.records == c.undecodable && c.bytesRead > 0 && detected &&
+      *detected != given && !options.quiet)
+    report(progress, name + ": nothing decodable in " + framingName(given) +
+                         "; the data looks like " + framingName(*detected) + " (" +
+                         framingFlags(*detected) + ")");
+}
+
+}  // namespace
+
 // The library's lines of one step as one line: the decoders' notes and their multi-line hex
 // dumps, capped.
 std::string notesLine(const std::vector<std::string>& lines) {
@@ -58,31 +84,28 @@ std::string notesLine(const std::vector<std::string>& lines) {
   return notes;
 }
 
-Framing givenFraming(const ReadOptions& o) {
-  return o.v2 ? (o.expectSync ? Framing::V2 : Framing::V2NoMarker)
-              : (o.expectSync ? Framing::V1 : Framing::V1NoMarker);
+std::string lossLine(const std::string& name, const Reader::Loss& loss) {
+  std::string line = name + ": ";
+  switch (loss.kind) {
+    case Reader::Loss::SKIPPED:
+      line += "invalid data (" + std::to_string(loss.length) + " bytes) skipped at offset " +
+              std::to_string(loss.offset);
+      break;
+    case Reader::Loss::UNDECODABLE:
+      line += "undecodable frame at offset " + std::to_string(loss.offset) + " (" +
+              std::to_string(loss.length) + " bytes)";
+      break;
+    case Reader::Loss::TRUNCATED:
+      line += "truncated frame at end of input (" + std::to_string(loss.length) +
+              " bytes at offset " + std::to_string(loss.offset) + ")";
+      break;
+  }
+  line += ':';
+  if (loss.headLength != 0) line += ' ';
+  vxtrace::detail::appendHex(line, loss.head, loss.headLength);
+  if (loss.headLength < loss.length) line += " ...";
+  return line;
 }
-
-void reportFraming(Progress* progress, const std::string& name, Framing framing,
-                   FramingChoice choice) {
-  report(progress, name + ": " + framingName(framing) +
-                       (choice == FramingChoice::Given      ? " (as given)"
-                        : choice == FramingChoice::Detected ? " (detected)"
-                                                            : " (assumed)"));
-}
-
-// A framing given by hand that finds nothing: say what the data looks like instead.
-void reportWrongFraming(Progress* progress, const std::string& name, const ReadOptions& options,
-                        const ReadCounts& c, std::optional<Framing> detected) {
-  const Framing given = givenFraming(options);
-  if (options.forced && c.records == c.undecodable && c.bytesRead > 0 && detected &&
-      *detected != given && !options.quiet)
-    report(progress, name + ": nothing decodable in " + framingName(given) +
-                         "; the data looks like " + framingName(*detected) + " (" +
-                         framingFlags(*detected) + ")");
-}
-
-}  // namespace
 
 ReadPolicy readPolicy(const ReadOptions& options) {
   ReadPolicy policy;
@@ -237,26 +260,7 @@ bool TraceReader::run(const Sink& sink) {
     if (!options_.showReports ||
         (loss.kind == Reader::Loss::UNDECODABLE && options_.invalidRecords))
       return;
-    std::string line = name_ + ": ";
-    switch (loss.kind) {
-      case Reader::Loss::SKIPPED:
-        line += "invalid data (" + std::to_string(loss.length) + " bytes) skipped at offset " +
-                std::to_string(loss.offset);
-        break;
-      case Reader::Loss::UNDECODABLE:
-        line += "undecodable frame at offset " + std::to_string(loss.offset) + " (" +
-                std::to_string(loss.length) + " bytes)";
-        break;
-      case Reader::Loss::TRUNCATED:
-        line += "truncated frame at end of input (" + std::to_string(loss.length) +
-                " bytes at offset " + std::to_string(loss.offset) + ")";
-        break;
-    }
-    line += ':';
-    if (loss.headLength != 0) line += ' ';
-    vxtrace::detail::appendHex(line, loss.head, loss.headLength);
-    if (loss.headLength < loss.length) line += " ...";
-    report(progress_, line);
+    report(progress_, lossLine(name_, loss));
   });
 
   bool stopped = false;

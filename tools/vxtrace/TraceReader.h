@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vxtrace/MessageBase.h"
 #include "vxtrace/io/Reader.h"
@@ -81,6 +82,11 @@ const char* framingText(int framing);
 
 // The policy a read with these options follows.
 ReadPolicy readPolicy(const ReadOptions& options);
+// A loss as one standard-error line, with the head of its bytes in hex.
+std::string lossLine(const std::string& name, const Reader::Loss& loss);
+// The library's lines of one record as one line: the decoders' notes, then the bytes of their
+// hex dumps, capped.
+std::string notesLine(const std::vector<std::string>& lines);
 // The reader's counts in the tool's terms.
 ReadCounts readCounts(const Reader::Counts& counts, uint64_t undecodableBytes);
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 
+#include "util/JsonText.h"
 #include "Cli.h"
 #include "Output.h"
 #include "Selection.h"
@@ -16,6 +17,8 @@
 namespace vxtrace::cli {
 
 namespace {
+
+using vxtrace::detail::jsonQuoted;
 
 struct InfoArgs {
   std::vector<std::string> files;
@@ -34,23 +37,6 @@ struct Inventory {
   ReadCounts losses;
 };
 
-std::string jsonString(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out.push_back('\\');
-      out.push_back(static_cast<char>(c));
-    } else if (c < 0x20) {
-      char esc[8];
-      std::snprintf(esc, sizeof esc, "\\u%04x", c);
-      out += esc;
-    } else {
-      out.push_back(static_cast<char>(c));
-    }
-  }
-  return out + "\"";
-}
-
 std::string timeText(std::optional<uint64_t> us) {
   return us ? MessageBase::printTimestamp(*us) : "-";
 }
@@ -59,19 +45,19 @@ std::string toJson(const Inventory& v) {
   std::ostringstream os;
   const Stats& s = v.stats;
   const Stats::Anomalies& odd = s.anomalies();
-  auto time = [&](std::optional<uint64_t> us) { return us ? jsonString(timeText(us)) : "null"; };
-  os << "  {\n    \"path\": " << jsonString(v.path) << ",\n    \"size\": " << v.losses.bytesRead
-     << ",\n    \"framing\": " << jsonString(v.framing) << ",\n    \"records\": " << s.records()
+  auto time = [&](std::optional<uint64_t> us) { return us ? jsonQuoted(timeText(us)) : "null"; };
+  os << "  {\n    \"path\": " << jsonQuoted(v.path) << ",\n    \"size\": " << v.losses.bytesRead
+     << ",\n    \"framing\": " << jsonQuoted(v.framing) << ",\n    \"records\": " << s.records()
      << ",\n    \"kinds\": {";
   const char* sep = "";
   for (const auto& [id, n] : s.byKind()) {
-    os << sep << jsonString(kindName(id)) << ": " << n;
+    os << sep << jsonQuoted(kindName(id)) << ": " << n;
     sep = ", ";
   }
   os << "},\n    \"channels\": {";
   sep = "";
   for (const auto& [label, n] : s.byChannelInOrder()) {
-    os << sep << jsonString(label) << ": " << n;
+    os << sep << jsonQuoted(label) << ": " << n;
     sep = ", ";
   }
   os << "},\n    \"containers\": {\"count\": " << s.plainContainers() + s.lz4Containers()
@@ -90,7 +76,7 @@ std::string toJson(const Inventory& v) {
   for (const auto& [at, length] : odd.gapList) {
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.6f", length / 1e6);
-    os << sep << "{\"after\": " << jsonString(MessageBase::printTimestamp(at))
+    os << sep << "{\"after\": " << jsonQuoted(MessageBase::printTimestamp(at))
        << ", \"seconds\": " << seconds << "}";
     sep = ", ";
   }
