@@ -1,12 +1,15 @@
 // recover: every record that could be read, as a clean trace with sync markers, in input order.
 #include <CLI/CLI.hpp>
+#include <cstring>
 #include <memory>
-#include <vector>
+#include <stdexcept>
+#include <system_error>
 
 #include "Cli.h"
 #include "Output.h"
 #include "Progress.h"
 #include "vxtrace/MessageBase.h"
+#include "vxtrace/io/TraceFileWriter.h"
 
 namespace vxtrace::cli {
 
@@ -24,13 +27,21 @@ int runRecover(const RecoverArgs& a) {
   Output out(a.output.path, {&in});
   Progress progress(Progress::wanted(out.isStandardOutput()), in.size, "B");
   TraceReader reader(in.fd, in.name, readOptions(a.input, a.reports), &progress);
-  std::vector<unsigned char> frame;
-  const bool ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
-    if (msg->createByteArray(frame, true, false) == 0) return true;
-    std::fwrite(frame.data(), 1, frame.size(), out.file());
-    return !std::ferror(out.file());
-  });
-  out.check();
+  bool ok = false;
+  try {
+    TraceFileWriter writer(out.fd(), TraceFileWriterOptions());
+    ok = reader.run([&](std::unique_ptr<MessageBase> msg) {
+      try {
+        writer.write(*msg);
+      } catch (const std::invalid_argument&) {
+        // A record no frame can hold is left out: a reader would not find it again.
+      }
+      return true;
+    });
+    writer.close();
+  } catch (const std::system_error& e) {
+    throw Failure{"cannot write " + inQuotes(out.name()) + ": " + std::strerror(e.code().value())};
+  }
   progress.hide();
   if (!ok) throw Failure{reader.error()};
   out.finish();
