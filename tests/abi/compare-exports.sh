@@ -3,10 +3,11 @@
 # 32-bit one. Integer types count by signedness only: size_t, uint64_t and int64_t are spelled
 # differently on the two, and that is no difference of the interface. Instantiations of the
 # standard library's own templates are left out: the optimiser emits or inlines them differently
-# on each target, and no caller links against them.
+# on each target, and no caller links against them (a member template's name starts with its
+# return type).
 set -euo pipefail
 exports() {
-  nm -DC --defined-only "$1" | cut -d' ' -f3- | grep -Ev '^(std::|__gnu_cxx::)' |
+  nm -DC --defined-only "$1" | cut -d' ' -f3- | grep -Ev '^([[:alnum:]_:]+[*&]* )?(std::|__gnu_cxx::)' |
     sed -E 's/\bunsigned (long long|long|int)\b/UINT/g; s/\b(long long|long|int)\b/INT/g' | sort
 }
 a=$(exports "$1")
