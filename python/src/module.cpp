@@ -18,6 +18,14 @@
 #include <optional>
 #include <utility>
 #include <system_error>
+#include <thread>
+#include <limits>
+#include <condition_variable>
+#include <mutex>
+#include <map>
+#include <set>
+#include <chrono>
+#include <vector>
 
 #include "Session.h"
 #include "vxtrace/CANExtTraceMessage.h"
@@ -155,119 +163,170 @@ bool isCanRecord(msgid_t id) {
   return id == MSGID_CAN || id == MSGID_CAN_EXT || id == MSGID_CAN_PROXY;
 }
 
-// Columns in anonymous mappings of their own, grown with mremap: growing moves pages instead of
-// copying them, so no second copy of the result is ever held. They ask for huge pages: a frame
-// takes 80 bytes, and faulting a large result in 4 KiB at a time costs more than filling it.
+// The columns, row by row in one anonymous mapping that is grown with mremap: growing moves
+// pages instead of copying them, so no second copy of the result is ever held, and each column
+// is a strided view of it. A row is written in one place rather than into thirteen streams,
+// and one mapping takes huge pages throughout: faulting a result in 4 KiB at a time, or once
+// per column, costs more than filling it.
 class CanColumns {
  public:
   CanColumns() = default;
-  ~CanColumns() {
-    for (std::size_t c = 0; c < kColumns; ++c) unmap(columns_[c], capacity_ * kWidth[c]);
-  }
+  ~CanColumns() { unmap(rows_, capacity_); }
   CanColumns(const CanColumns&) = delete;
   CanColumns& operator=(const CanColumns&) = delete;
 
   void push(const CanFrame& f) {
     if (n_ == capacity_) grow(capacity_ < 65536 ? 65536 : 2 * capacity_);
-    column<int64_t>(kTime)[n_] = static_cast<int64_t>(f.timeUs);
-    column<uint8_t>(kChannel)[n_] = f.channel;
-    column<uint32_t>(kId)[n_] = f.id;
-    column<bool>(kExtended)[n_] = f.extended;
-    column<bool>(kFd)[n_] = f.fd;
-    column<bool>(kBrs)[n_] = f.brs;
-    column<bool>(kEsi)[n_] = f.esi;
-    column<bool>(kRemote)[n_] = f.remote;
-    column<bool>(kError)[n_] = f.error;
-    column<bool>(kTx)[n_] = f.tx;
-    column<uint8_t>(kDlc)[n_] = f.dlc;
-    column<uint8_t>(kLength)[n_] = f.length;
-    std::memcpy(column<uint8_t>(kData) + 64 * n_, f.data, 64);
-    ++n_;
+    put(n_++, f);
+  }
+  // Writes row i, which must lie below the capacity; for writers that place rows themselves.
+  void put(std::size_t i, const CanFrame& f) {
+    uint8_t* row = rows_ + kRow * i;
+    const int64_t time = static_cast<int64_t>(f.timeUs);
+    std::memcpy(row + kTime, &time, 8);
+    std::memcpy(row + kId, &f.id, 4);
+    const uint8_t bytes[kData - kChannel] = {f.channel, f.extended, f.fd,  f.brs,    f.esi,
+                                             f.remote,  f.error,    f.tx,  f.dlc,    f.length};
+    std::memcpy(row + kChannel, bytes, sizeof bytes);
+    std::memcpy(row + kData, f.data, 64);
   }
   std::size_t size() const { return n_; }
+  std::size_t capacity() const { return capacity_; }
   void clear() { n_ = 0; }
-
-  // Moves other's rows after this one's; other is empty afterwards.
-  void append(CanColumns& other) {
-    if (n_ == 0) {
-      std::swap(columns_, other.columns_);
-      std::swap(n_, other.n_);
-      std::swap(capacity_, other.capacity_);
-      return;
+  void swap(CanColumns& other) {
+    std::swap(rows_, other.rows_);
+    std::swap(n_, other.n_);
+    std::swap(capacity_, other.capacity_);
+  }
+  // Room for rows rows without faulting any of it in; false where the address space refuses.
+  bool reserve(std::size_t rows) {
+    if (rows > std::numeric_limits<std::size_t>::max() / kRow / 2) return false;
+    try {
+      grow(std::max(rows, capacity_));
+    } catch (const std::bad_alloc&) {
+      return false;
     }
-    if (other.n_ == 0) return;
-    if (n_ + other.n_ > capacity_) grow(std::max(n_ + other.n_, capacity_ + capacity_ / 2));
-    for (std::size_t c = 0; c < kColumns; ++c)
-      std::memcpy(static_cast<char*>(columns_[c]) + kWidth[c] * n_, other.columns_[c],
-                  kWidth[c] * other.n_);
-    n_ += other.n_;
-    other.n_ = 0;
+    return true;
   }
 
-  // The columns as numpy arrays that own their memory; this object is empty afterwards.
+  // Rows [from, from + count) moved to row to (the ranges may overlap), or copied from other's
+  // first rows (other: not this one); the size becomes at least to + count.
+  struct Move {
+    std::size_t to;
+    const CanColumns* other;  // null: from this one
+    std::size_t from, count;
+  };
+  // Done in order, the copies of other columns after every move within, the copies cut into
+  // slices, one per thread: copying is what a parallel read pays for one result.
+  void apply(const std::vector<Move>& moves, unsigned threads) {
+    std::size_t end = n_;
+    for (const Move& m : moves) end = std::max(end, m.to + m.count);
+    if (end > capacity_) grow(end);
+    std::vector<std::pair<uint8_t*, const uint8_t*>> slices;
+    std::vector<std::size_t> sizes;
+    std::size_t bytes = 0;
+    for (const Move& m : moves) {
+      if (m.other == nullptr) {
+        std::memmove(rows_ + kRow * m.to, rows_ + kRow * m.from, kRow * m.count);
+      } else {
+        slices.emplace_back(rows_ + kRow * m.to, m.other->rows_ + kRow * m.from);
+        sizes.push_back(kRow * m.count);
+        bytes += kRow * m.count;
+      }
+    }
+    n_ = end;
+    const std::size_t share = bytes / std::max(threads, 1u) + 1;
+    auto copy = [&](std::size_t from) {
+      // This thread's share of the concatenated slices, from byte from on.
+      std::size_t at = 0, left = share;
+      for (std::size_t i = 0; i < slices.size() && left != 0; at += sizes[i++]) {
+        if (from >= at + sizes[i]) continue;
+        const std::size_t skip = from - at, n = std::min(sizes[i] - skip, left);
+        std::memcpy(slices[i].first + skip, slices[i].second + skip, n);
+        left -= n;
+        from += n;
+      }
+    };
+    std::vector<std::thread> helpers;
+    for (std::size_t t = 1; t < threads && t * share < bytes; ++t) helpers.emplace_back(copy, t * share);
+    copy(0);
+    for (std::thread& h : helpers) h.join();
+  }
+
+  // The columns as numpy arrays that own their memory together; this object is empty afterwards.
   py::dict release() {
     grow(n_ ? n_ : 1);  // give back the unused tail
-    static const char* const names[kColumns] = {"time_us", "channel", "can_id", "extended",
-                                                "fd",      "brs",     "esi",    "remote",
-                                                "error",   "tx",      "dlc",    "length", "data"};
+    static const struct {
+      const char* name;
+      std::size_t offset;
+      const char* dtype;
+    } kColumns[] = {{"time_us", kTime, "int64"}, {"channel", kChannel, "uint8"},
+                    {"can_id", kId, "uint32"},   {"extended", kChannel + 1, "bool"},
+                    {"fd", kChannel + 2, "bool"}, {"brs", kChannel + 3, "bool"},
+                    {"esi", kChannel + 4, "bool"}, {"remote", kChannel + 5, "bool"},
+                    {"error", kChannel + 6, "bool"}, {"tx", kChannel + 7, "bool"},
+                    {"dlc", kChannel + 8, "uint8"}, {"length", kChannel + 9, "uint8"},
+                    {"data", kData, "uint8"}};
+    auto* mapping = new std::pair<void*, std::size_t>(std::exchange(rows_, nullptr), capacity_);
+    py::capsule owner(mapping, [](void* m) {
+      auto* q = static_cast<std::pair<void*, std::size_t>*>(m);
+      unmap(static_cast<uint8_t*>(q->first), q->second);
+      delete q;
+    });
+    auto* base = static_cast<uint8_t*>(mapping->first);
     py::dict d;
-    for (std::size_t c = 0; c < kColumns; ++c) {
-      py::dtype dtype = c == kTime ? py::dtype::of<int64_t>()
-                        : c == kId ? py::dtype::of<uint32_t>()
-                        : c >= kExtended && c <= kTx ? py::dtype("bool")
-                                                     : py::dtype::of<uint8_t>();
-      std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(n_)}, strides{dtype.itemsize()};
-      if (c == kData) {
+    for (const auto& c : kColumns) {
+      std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(n_)}, strides{kRow};
+      if (c.offset == kData) {
         shape.push_back(64);
-        strides = {64, 1};
+        strides.push_back(1);
       }
-      void* p = std::exchange(columns_[c], nullptr);
-      auto* mapping = new std::pair<void*, std::size_t>(p, mappedBytes(capacity_ * kWidth[c]));
-      py::capsule owner(mapping, [](void* m) {
-        auto* q = static_cast<std::pair<void*, std::size_t>*>(m);
-        unmap(q->first, q->second);
-        delete q;
-      });
-      d[names[c]] = py::array(dtype, shape, strides, p, owner);
+      d[c.name] = py::array(py::dtype(c.dtype), shape, strides, base + c.offset, owner);
     }
     n_ = capacity_ = 0;
     return d;
   }
 
  private:
-  enum Column : std::size_t {
-    kTime, kChannel, kId, kExtended, kFd, kBrs, kEsi, kRemote, kError, kTx, kDlc, kLength, kData,
-    kColumns
-  };
-  // Bytes per row.
-  static constexpr std::size_t kWidth[kColumns] = {8, 1, 4, 1, 1, 1, 1, 1, 1, 1, 1, 1, 64};
+  // Where each field sits in a row; int64 and uint32 aligned.
+  static constexpr std::size_t kTime = 0, kId = 8, kChannel = 12, kData = 24, kRow = 88;
 
-  template <typename T>
-  T* column(Column c) {
-    return static_cast<T*>(columns_[c]);
+  // Whole huge pages: a mapping's partial last one would be faulted in small pages.
+  static std::size_t mappedBytes(std::size_t rows) {
+    const std::size_t page = std::size_t{2} << 20;
+    return (std::max<std::size_t>(rows * kRow, 1) + page - 1) / page * page;
   }
-  static std::size_t mappedBytes(std::size_t bytes) {
-    const std::size_t page = 4096;
-    return (std::max<std::size_t>(bytes, 1) + page - 1) / page * page;
-  }
-  static void unmap(void* p, std::size_t bytes) {
-    if (p != nullptr) ::munmap(p, mappedBytes(bytes));
+  static void unmap(uint8_t* p, std::size_t rows) {
+    if (p != nullptr) ::munmap(p, mappedBytes(rows));
   }
   void grow(std::size_t capacity) {
-    for (std::size_t c = 0; c < kColumns; ++c) {
-      const std::size_t to = mappedBytes(capacity * kWidth[c]);
-      void* q = columns_[c] == nullptr
-                    ? ::mmap(nullptr, to, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                    : ::mremap(columns_[c], mappedBytes(capacity_ * kWidth[c]), to, MREMAP_MAYMOVE);
-      if (q == MAP_FAILED) throw std::bad_alloc();
-      ::madvise(q, to, MADV_HUGEPAGE);
-      columns_[c] = q;
+    // A new mapping on a huge-page boundary, the old pages moved to its front.
+    constexpr std::size_t huge = std::size_t{2} << 20;
+    const std::size_t to = mappedBytes(capacity), from = mappedBytes(capacity_);
+    if (rows_ != nullptr && to <= from) {
+      if (to < from) ::munmap(rows_ + to, from - to);
+      capacity_ = capacity;
+      return;
     }
+    auto* q = static_cast<uint8_t*>(::mmap(nullptr, to + huge, PROT_READ | PROT_WRITE,
+                                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    if (q == MAP_FAILED) throw std::bad_alloc();
+    const std::size_t lead = (huge - reinterpret_cast<uintptr_t>(q) % huge) % huge;
+    if (lead != 0) ::munmap(q, lead);
+    ::munmap(q + lead + to, huge - lead);
+    q += lead;
+    ::madvise(q, to, MADV_HUGEPAGE);
+    if (rows_ != nullptr &&
+        ::mremap(rows_, from, from, MREMAP_MAYMOVE | MREMAP_FIXED, q) == MAP_FAILED) {
+      ::munmap(q, to);
+      throw std::bad_alloc();
+    }
+    rows_ = q;
     capacity_ = capacity;
   }
 
   std::size_t n_ = 0, capacity_ = 0;
-  std::array<void*, kColumns> columns_{};
+  uint8_t* rows_ = nullptr;
 };
 
 // Takes the CAN frames among the records next() hands out until it gives null, or until max
@@ -311,11 +370,51 @@ class CanReader {
   vxtrace::Filter filter_;
 };
 
-// A seekable file on threads threads: each part's frames and problems are gathered in its
-// worker thread and appended in file order. Returns what CanReader::read(-1) returns.
+// Where each part of a parallel read puts its frames. A part that can count its frames before
+// reading them (countCleanCanRecords) and whose parts before it have counted theirs writes them
+// straight into its rows of the one result: the parts then need no second copy. A part that
+// cannot, a part read again, and every part after them gather their frames on their own, to be
+// copied in at the end.
+class Placement {
+ public:
+  static constexpr int64_t kGather = -1;
+
+  explicit Placement(const CanColumns& out) : out_(out) { start_[0] = 0; }
+
+  // Part i's first row, or kGather; count: an upper bound of its frames, if it has one. Called
+  // once for each part, in its worker; a second call for a part (read again) gets kGather.
+  int64_t claim(std::size_t i, std::optional<uint64_t> count) {
+    std::unique_lock<std::mutex> g(lock_);
+    if (!claimed_.insert(i).second) return kGather;
+    // The part before claims right after counting. A part whose worker failed before claiming
+    // never does, hence the bound on the wait: the scan reports that failure anyway.
+    changed_.wait_for(g, std::chrono::seconds(5), [&] { return start_.count(i) != 0; });
+    const int64_t start = start_.count(i) ? start_[i] : kGather;
+    const bool placed = start != kGather && count &&
+                        static_cast<uint64_t>(start) + *count <= out_.capacity();
+    start_[i + 1] = placed ? start + static_cast<int64_t>(*count) : kGather;
+    changed_.notify_all();
+    return placed ? start : kGather;
+  }
+  // For a part that ends without claiming (its work failed): the parts after it gather.
+  void giveUp(std::size_t i) { claim(i, std::nullopt); }
+
+ private:
+  const CanColumns& out_;
+  std::mutex lock_;
+  std::condition_variable changed_;
+  std::map<std::size_t, int64_t> start_;  // of the parts whose part before has claimed
+  std::set<std::size_t> claimed_;
+};
+
+// A seekable file on threads threads: each part's frames are placed or gathered in its worker
+// thread, its problems gathered there, and all is joined in file order. Returns what
+// CanReader::read(-1) returns.
 py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsigned threads) {
   struct Chunk {
-    CanColumns columns;
+    int64_t start = Placement::kGather;  // first row of the frames written into the result
+    std::size_t placed = 0;              // how many were
+    CanColumns columns;                  // the frames gathered
     ProblemList problems;
     uint64_t cleanRecords = 0;  // records taken straight from the bytes, not in the counts
   };
@@ -325,17 +424,25 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
   vxtrace::Source file = vxtrace::Source::descriptor(input.fd(), input.name());
   vxtrace::ScanOptions options;
   options.threads = threads;
-  // Parts of a few MB: even a file of a few times the scan's default part keeps every thread
-  // busy to the end, and a part costs one short look for its first record.
-  if (file.size())
-    options.partBytes = std::clamp<uint64_t>(*file.size() / (uint64_t{threads} * 4), 1u << 20, 32u << 20);
-  Chunk all;
+  // One part per thread: the frames of a logger's trace cost the same everywhere, and each cut
+  // costs a look for the next part's first record.
+  CanColumns out;
+  if (file.size()) {
+    options.partBytes = std::clamp<uint64_t>(*file.size() / threads + 1, 1u << 20, 256u << 20);
+    // Every record takes 16 bytes or more: enough rows unless containers hold more, in which
+    // case their parts gather their frames.
+    if (filter.empty() && threads > 1) out.reserve(static_cast<std::size_t>(*file.size() / 16 + 1));
+  }
+  ProblemList found;
+  uint64_t cleanRecords = 0;
+  std::vector<std::shared_ptr<Chunk>> chunks;  // held to the end: one copy into the result
   vxtrace::ScanSummary summary;
   {
     py::gil_scoped_release unlocked;
+    Placement placement(out);
     summary = vxtrace::scanParts(
         std::move(file), policy, options,
-        [&filter](vxtrace::Part& part) -> std::shared_ptr<void> {
+        [&](vxtrace::Part& part) -> std::shared_ptr<void> {
           // The handlers may still be called while the part is drained after this returns.
           auto chunk = std::make_shared<Chunk>();
           ProblemList* problems = &chunk->problems;
@@ -348,6 +455,21 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
               });
           vxtrace::Filter own = filter;  // matches() marks values as seen: one per thread
           const bool filtering = !own.empty();
+          std::size_t limit = 0;
+          if (out.capacity() != 0) {
+            struct Unclaimed {  // whatever happens, the parts after this one learn where to go
+              Placement& placement;
+              std::size_t index;
+              bool done = false;
+              ~Unclaimed() {
+                if (!done) placement.giveUp(index);
+              }
+            } guard{placement, part.index()};
+            const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
+            chunk->start = placement.claim(part.index(), count);
+            guard.done = true;
+            if (chunk->start != Placement::kGather) limit = static_cast<std::size_t>(*count);
+          }
           chunk->cleanRecords = vxtrace::takeCleanCanFrames(
               part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
                         std::size_t size) {
@@ -360,28 +482,49 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                   }
                   if (record == nullptr || !own.matches(*record)) return;
                 }
-                chunk->columns.push(f);
+                if (chunk->placed < limit)
+                  out.put(static_cast<std::size_t>(chunk->start) + chunk->placed++, f);
+                else
+                  chunk->columns.push(f);
               });
           if (chunk->cleanRecords == 0) {
+            chunk->placed = 0;
             chunk->columns.clear();
             own = filter;
             takeFrames([&part] { return part.next(); }, own, chunk->columns);
           }
           return chunk;
         },
-        [&all](std::shared_ptr<void> result, vxtrace::Part&) {
-          Chunk& chunk = *std::static_pointer_cast<Chunk>(result);
-          all.columns.append(chunk.columns);
-          all.problems.append(std::move(chunk.problems));
-          all.cleanRecords += chunk.cleanRecords;
+        [&](std::shared_ptr<void> result, vxtrace::Part&) {
+          auto chunk = std::static_pointer_cast<Chunk>(result);
+          found.append(std::move(chunk->problems));
+          cleanRecords += chunk->cleanRecords;
+          chunks.push_back(std::move(chunk));
         });
+    // The rows placed move down over the rows their parts did not fill (rows counted but not
+    // taken), in order; then the gathered ones are copied in after them.
+    std::vector<CanColumns::Move> moves, copies;
+    std::size_t row = 0;
+    for (const auto& chunk : chunks) {
+      if (chunk->placed != 0) moves.push_back({row, nullptr, static_cast<std::size_t>(chunk->start), chunk->placed});
+      row += chunk->placed;
+      if (chunk->columns.size() != 0) copies.push_back({row, &chunk->columns, 0, chunk->columns.size()});
+      row += chunk->columns.size();
+    }
+    if (moves.empty() && !chunks.empty()) {
+      // Nothing placed: the first part's rows become the result as they stand.
+      out.swap(chunks.front()->columns);
+      if (!copies.empty() && copies.front().other == &chunks.front()->columns) copies.erase(copies.begin());
+    }
+    moves.insert(moves.end(), copies.begin(), copies.end());
+    out.apply(moves, threads);
   }
-  summary.counts.records += all.cleanRecords;
-  py::list problems;
-  for (const Problem& p : all.problems.kept)
-    problems.append(py::make_tuple(p.kind, p.offset, p.length, p.text));
+  summary.counts.records += cleanRecords;
+  py::list list;
+  for (const Problem& p : found.kept)
+    list.append(py::make_tuple(p.kind, p.offset, p.length, p.text));
   raiseIfNoTrace(formatError, input.name(), summary.error, summary.notATrace, summary.counts);
-  return py::make_tuple(all.columns.release(), problems, all.problems.dropped, true);
+  return py::make_tuple(out.release(), list, found.dropped, true);
 }
 
 // ---- encoding ------------------------------------------------------------------------------

@@ -107,12 +107,23 @@ def test_read_can_matches_candump_export_frame_for_frame(traces, name):
         assert np.array_equal(got.time_us, f.time_us[expect]), kw
 
 
-def test_read_can_on_threads_equals_one_reader(traces, tmp_path):
+@pytest.mark.parametrize("layout", ["mixed", "clean_then_garbage"])
+def test_read_can_on_threads_equals_one_reader(traces, tmp_path, layout):
     """Parts cut through garbage, containers and time running backwards (each copy starts
     before the last ended), some read straight from their bytes and some record by record,
-    give what one thread and the stream reader give."""
-    copy = traces["lz4"].read_bytes() + traces["plain"].read_bytes()
-    data = b"".join(copy + (b"\x13" * 77 if i in (3, 29) else b"") for i in range(40))
+    give what one thread and the stream reader give. Clean parts first write their frames in
+    place (with rows left over where a counted CAN record gives no frame), the parts from the
+    garbage on gather theirs."""
+    if layout == "mixed":
+        copy = traces["lz4"].read_bytes() + traces["plain"].read_bytes()
+        data = b"".join(copy + (b"\x13" * 77 if i in (3, 29) else b"") for i in range(40))
+    else:
+        # A transmit request is a CAN record without a bus frame: a row counted, none taken.
+        request = bytearray(vxtrace._vxtrace._encode_can(1, 0, 0x12, False, False, False, False,
+                                                         False, True, b"\x01"))
+        request[17] = 3
+        copy = bytes(request) + traces["plain"].read_bytes()
+        data = b"".join(copy + (b"\x13" * 77 if i in (40, 70) else b"") for i in range(80))
     path = tmp_path / "big.vxt"
     path.write_bytes(data)
     assert len(data) > 9 << 20

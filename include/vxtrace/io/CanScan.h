@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include "vxtrace/Export.h"
 #include "vxtrace/io/CanFrame.h"
@@ -28,5 +29,11 @@ using CanFrameTake = std::function<void(const CanFrame& frame, const MessageBase
 // these records out. Otherwise returns 0 and the frames already given must be dropped: the
 // part is as it was, to be read with next(). Call before the part's first next().
 VXTRACE_API uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take);
+
+// At least as many as the CAN frames takeCleanCanFrames would take from the part (the CAN
+// records of its chain), or nothing where it would surely take none (the part is not such a
+// chain, or holds a container). Reads the part's bytes without moving the part: for a caller
+// that places each part's frames before reading them.
+VXTRACE_API std::optional<uint64_t> countCleanCanRecords(Part& part);
 
 }  // namespace vxtrace
