@@ -209,6 +209,16 @@ def iter_can(source, *, batch=65536, on_problem=None, can_ids=None, channels=Non
             return
 
 
+def _threads(threads):
+    """A threads argument checked; None is one per core."""
+    if threads is None:
+        return _vxtrace._default_threads()
+    if isinstance(threads, bool) or not isinstance(threads, (int, _np.integer)) or \
+            not 1 <= threads <= 256:
+        raise ValueError(f"threads: {threads!r} is not a number from 1 to 256")
+    return int(threads)
+
+
 def read_can(source, *, can_ids=None, channels=None, start=None, end=None, threads=None,
              on_problem=None):
     """Every CAN, CAN FD, extended CAN and proxy frame of a trace, containers included, as
@@ -221,16 +231,12 @@ def read_can(source, *, can_ids=None, channels=None, start=None, end=None, threa
     threads: threads reading a file given by its path (default: one per core); bytes, pipes
     and file objects are read by one.
     """
-    if threads is None:
-        threads = _vxtrace._default_threads()
-    if isinstance(threads, bool) or not isinstance(threads, (int, _np.integer)) or \
-            not 1 <= threads <= 256:
-        raise ValueError(f"threads: {threads!r} is not a number from 1 to 256")
+    threads = _threads(threads)
     args = _filter_args(can_ids, channels, start, end)
     if args is None:
         return CanFrames(_empty_columns())
     if isinstance(source, str) or hasattr(source, "__fspath__"):
-        columns, problems, dropped, _ = _vxtrace._read_can_in_parts(source, *args, int(threads))
+        columns, problems, dropped, _ = _vxtrace._read_can_in_parts(source, *args, threads)
     else:
         columns, problems, dropped, _ = _vxtrace._CanReader(source, *args).read(-1)
     _reporter(on_problem, _name(source))(problems, dropped)

@@ -40,12 +40,13 @@ class _ReadFile:
     """One partition: a file's frames, sorted by time when the partitions are divided by time.
     A top-level class, so that it pickles for the workers."""
 
-    def __init__(self, filters, next_starts=None):
+    def __init__(self, filters, threads, next_starts=None):
         self.filters = filters
+        self.threads = threads
         self.next_starts = next_starts
 
     def __call__(self, path, index):
-        df = _vx.read_can(path, **self.filters).to_pandas()
+        df = _vx.read_can(path, threads=self.threads, **self.filters).to_pandas()
         if self.next_starts is None:
             return df
         df = df.sort_values("time_us", kind="stable", ignore_index=True)
@@ -64,12 +65,14 @@ def first_time(path, **filters):
     return None
 
 
-def read_can(paths_or_glob, *, start_times=None, **filters):
+def read_can(paths_or_glob, *, start_times=None, threads=1, **filters):
     """The CAN frames of many traces as a dask DataFrame with the columns of
     CanFrames.to_pandas(), one partition per file, built with dask.dataframe.from_map.
 
     paths_or_glob: a glob pattern, a path, or a list of paths.
     filters: as for vxtrace.read_can (can_ids, channels, start, end).
+    threads: threads reading each file, as for vxtrace.read_can; one by default, as dask
+      already reads the files in parallel (None: one per core, for a few large files).
     start_times: the time (microseconds) at which each file starts, when known, or "probe" to
       read each file's first frame on the client. Then the files are taken in time order, the
       frames are indexed and sorted by time_us, and the divisions are set, so that selections
@@ -80,9 +83,10 @@ def read_can(paths_or_glob, *, start_times=None, **filters):
     import dask.dataframe as dd
 
     paths = _paths(paths_or_glob)
+    threads = _vx._threads(threads)
     meta = _meta()
     if start_times is None:
-        return dd.from_map(_ReadFile(filters), paths, list(range(len(paths))), meta=meta,
+        return dd.from_map(_ReadFile(filters, threads), paths, list(range(len(paths))), meta=meta,
                            label="vxtrace-read-can", enforce_metadata=False)
     if isinstance(start_times, str):
         if start_times != "probe":
@@ -94,7 +98,7 @@ def read_can(paths_or_glob, *, start_times=None, **filters):
     # Files without a frame hold nothing for any division; leave them out.
     pairs = sorted((t, p) for t, p in zip(starts, paths) if t is not None)
     if not pairs:
-        return dd.from_map(_ReadFile(filters), paths[:1], [0], meta=meta,
+        return dd.from_map(_ReadFile(filters, threads), paths[:1], [0], meta=meta,
                            label="vxtrace-read-can", enforce_metadata=False)
     starts = [t for t, _ in pairs]
     paths = [p for _, p in pairs]
@@ -103,6 +107,6 @@ def read_can(paths_or_glob, *, start_times=None, **filters):
     next_starts = starts[1:] + [None]
     divisions = starts + [_np.iinfo(_np.int64).max]
     meta = meta.set_index("time_us", drop=False).rename_axis(None)
-    return dd.from_map(_ReadFile(filters, next_starts), paths, list(range(len(paths))),
+    return dd.from_map(_ReadFile(filters, threads, next_starts), paths, list(range(len(paths))),
                        meta=meta, divisions=divisions, label="vxtrace-read-can",
                        enforce_metadata=False)

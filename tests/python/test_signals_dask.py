@@ -62,6 +62,8 @@ def test_dask_on_local_cluster_equals_reading_files_one_by_one(tmp_path):
         assert ddf.npartitions == 5 and not ddf.known_divisions
         got = ddf.compute().reset_index(drop=True)
         assert got.equals(expect)
-        timed = vxtrace.dask.read_can(paths, start_times="probe", channels=[0])
+        timed = vxtrace.dask.read_can(paths, start_times="probe", channels=[0], threads=2)
         assert timed.known_divisions
+        with pytest.raises(ValueError, match="threads"):
+            vxtrace.dask.read_can(paths, threads=0)
     assert len(timed.compute(scheduler="sync")) == len(expect)
