@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -185,9 +186,11 @@ class CanColumns {
     const int64_t time = static_cast<int64_t>(f.timeUs);
     std::memcpy(row + kTime, &time, 8);
     std::memcpy(row + kId, &f.id, 4);
-    const uint8_t bytes[kData - kChannel] = {f.channel, f.extended, f.fd,  f.brs,    f.esi,
-                                             f.remote,  f.error,    f.tx,  f.dlc,    f.length};
-    std::memcpy(row + kChannel, bytes, sizeof bytes);
+    row[kChannel] = f.channel;
+    // The flags, the error code (no column), the DLC and the length lie side by side in a
+    // CanFrame as in a row: one copy.
+    std::memcpy(row + kFlags, reinterpret_cast<const uint8_t*>(&f) + offsetof(CanFrame, extended),
+                kFlagBytes);
     std::memcpy(row + kData, f.data, 64);
   }
   std::size_t size() const { return n_; }
@@ -261,11 +264,11 @@ class CanColumns {
       std::size_t offset;
       const char* dtype;
     } kColumns[] = {{"time_us", kTime, "int64"}, {"channel", kChannel, "uint8"},
-                    {"can_id", kId, "uint32"},   {"extended", kChannel + 1, "bool"},
-                    {"fd", kChannel + 2, "bool"}, {"brs", kChannel + 3, "bool"},
-                    {"esi", kChannel + 4, "bool"}, {"remote", kChannel + 5, "bool"},
-                    {"error", kChannel + 6, "bool"}, {"tx", kChannel + 7, "bool"},
-                    {"dlc", kChannel + 8, "uint8"}, {"length", kChannel + 9, "uint8"},
+                    {"can_id", kId, "uint32"},   {"extended", kFlags, "bool"},
+                    {"fd", kFlags + 1, "bool"}, {"brs", kFlags + 2, "bool"},
+                    {"esi", kFlags + 3, "bool"}, {"remote", kFlags + 4, "bool"},
+                    {"error", kFlags + 5, "bool"}, {"tx", kFlags + 6, "bool"},
+                    {"dlc", kFlags + 8, "uint8"}, {"length", kFlags + 9, "uint8"},
                     {"data", kData, "uint8"}};
     auto* mapping = new std::pair<void*, std::size_t>(std::exchange(rows_, nullptr), capacity_);
     py::capsule owner(mapping, [](void* m) {
@@ -289,7 +292,13 @@ class CanColumns {
 
  private:
   // Where each field sits in a row; int64 and uint32 aligned.
-  static constexpr std::size_t kTime = 0, kId = 8, kChannel = 12, kData = 24, kRow = 88;
+  static constexpr std::size_t kTime = 0, kId = 8, kChannel = 12, kFlags = 13, kData = 24,
+                               kRow = 88;
+  static constexpr std::size_t kFlagBytes = offsetof(CanFrame, length) + 1 - offsetof(CanFrame, extended);
+  static_assert(kFlagBytes == 10 && offsetof(CanFrame, tx) == offsetof(CanFrame, extended) + 6 &&
+                    offsetof(CanFrame, dlc) == offsetof(CanFrame, extended) + 8 &&
+                    kFlags + kFlagBytes <= kData,
+                "a CanFrame's flags, DLC and length lie in a row as they lie in the frame");
 
   // Whole huge pages: a mapping's partial last one would be faulted in small pages.
   static std::size_t mappedBytes(std::size_t rows) {
@@ -381,23 +390,33 @@ class Placement {
 
   explicit Placement(const CanColumns& out) : out_(out) { start_[0] = 0; }
 
-  // Part i's first row, or kGather; count: an upper bound of its frames, if it has one. Called
-  // once for each part, in its worker; a second call for a part (read again) gets kGather.
-  int64_t claim(std::size_t i, std::optional<uint64_t> count) {
+  // Part i's first row, or kGather; count: an upper bound of its frames, if it has one, or
+  // kRest for the last part, which may take every row left. Sets limit to the rows it may
+  // write. Called once for each part, in its worker; a second call for a part (read again)
+  // gets kGather.
+  static constexpr uint64_t kRest = ~uint64_t{0};
+  int64_t claim(std::size_t i, std::optional<uint64_t> count, std::size_t& limit) {
     std::unique_lock<std::mutex> g(lock_);
+    limit = 0;
     if (!claimed_.insert(i).second) return kGather;
     // The part before claims right after counting. A part whose worker failed before claiming
     // never does, hence the bound on the wait: the scan reports that failure anyway.
     changed_.wait_for(g, std::chrono::seconds(5), [&] { return start_.count(i) != 0; });
     const int64_t start = start_.count(i) ? start_[i] : kGather;
-    const bool placed = start != kGather && count &&
-                        static_cast<uint64_t>(start) + *count <= out_.capacity();
-    start_[i + 1] = placed ? start + static_cast<int64_t>(*count) : kGather;
+    const uint64_t room = start == kGather ? 0 : out_.capacity() - static_cast<uint64_t>(start);
+    const uint64_t rows = count == kRest ? room : count.value_or(room + 1);
+    const bool placed = start != kGather && count && rows <= room;
+    start_[i + 1] = placed && count != kRest ? start + static_cast<int64_t>(rows) : kGather;
     changed_.notify_all();
-    return placed ? start : kGather;
+    if (!placed) return kGather;
+    limit = static_cast<std::size_t>(rows);
+    return start;
   }
   // For a part that ends without claiming (its work failed): the parts after it gather.
-  void giveUp(std::size_t i) { claim(i, std::nullopt); }
+  void giveUp(std::size_t i) {
+    std::size_t none;
+    claim(i, std::nullopt, none);
+  }
 
  private:
   const CanColumns& out_;
@@ -465,10 +484,13 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                 if (!done) placement.giveUp(index);
               }
             } guard{placement, part.index()};
-            const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
-            chunk->start = placement.claim(part.index(), count);
+            // The last part's count would tell no part where to begin.
+            const std::optional<uint64_t> count =
+                part.end() == std::numeric_limits<uint64_t>::max()
+                    ? Placement::kRest
+                    : vxtrace::countCleanCanRecords(part);
+            chunk->start = placement.claim(part.index(), count, limit);
             guard.done = true;
-            if (chunk->start != Placement::kGather) limit = static_cast<std::size_t>(*count);
           }
           chunk->cleanRecords = vxtrace::takeCleanCanFrames(
               part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,

@@ -19,6 +19,19 @@ using detail::loadBE64;
 // The longest header of the three CAN records (the extended one's), size field included.
 constexpr std::size_t kCanHeaderBytes = 22;
 
+// Data bytes of each DLC code, and the code of each length (the next larger where none fits):
+// tables built by the compiler, as the column readers look them up for every frame.
+constexpr uint8_t kDlcBytes[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
+constexpr std::array<uint8_t, 65> kDlcOf = [] {
+  std::array<uint8_t, 65> t{};
+  uint8_t code = 0;
+  for (unsigned n = 0; n <= 64; ++n) {
+    while (n > kDlcBytes[code]) ++code;
+    t[n] = code;
+  }
+  return t;
+}();
+
 // The one reading of a CAN record's fields; data holds available bytes (zero beyond).
 const char* fromFields(msgid_t msgId, uint64_t timeUs, uint8_t channel, canframe_t frame,
                        uint8_t state, cantype_t recordType, uint32_t id, unsigned length,
@@ -65,7 +78,7 @@ const char* fromFields(msgid_t msgId, uint64_t timeUs, uint8_t channel, canframe
   f.fd = type == CAN_TYPE_FD_STD || type == CAN_TYPE_FD_EXT;
   f.dlc = canDlcOf(length);
   if (f.fd) {
-    if (length > 64 || CANTraceMessageBase::numDlcBytes[f.dlc] != length)
+    if (length > 64 || kDlcBytes[f.dlc] != length)
       return "CAN FD length not codable as a DLC";
     f.brs = (state & 0x40) != 0;
     f.esi = (state & 0x80) != 0;
@@ -94,19 +107,7 @@ const char* fromFields(msgid_t msgId, uint64_t timeUs, uint8_t channel, canframe
 
 }  // namespace
 
-uint8_t canDlcOf(unsigned length) {
-  // Looked up once per frame by the column readers: a table, not a search.
-  static const auto table = [] {
-    std::array<uint8_t, 65> t{};
-    uint8_t code = 0;
-    for (unsigned n = 0; n <= 64; ++n) {
-      while (n > CANTraceMessageBase::numDlcBytes[code]) ++code;
-      t[n] = code;
-    }
-    return t;
-  }();
-  return length <= 64 ? table[length] : 15;
-}
+uint8_t canDlcOf(unsigned length) { return length <= 64 ? kDlcOf[length] : 15; }
 
 const char* toCanFrame(const MessageBase& record, CanFrame& f) {
   const auto* can = dynamic_cast<const CANTraceMessageBase*>(&record);
@@ -123,7 +124,8 @@ const char* toCanFrame(const uint8_t* bytes, std::size_t size, CanFrame& f) {
   // followed by zeros, as the decoders read it.
   uint8_t padded[kCanHeaderBytes] = {};
   const uint8_t* h = bytes;
-  if (size < kCanHeaderBytes) {
+  const std::size_t header = size >= 4 && loadBE16(bytes + 2) == MSGID_CAN_EXT ? 22 : 20;
+  if (size < header) {
     std::memcpy(padded, bytes, size);
     h = padded;
   }

@@ -106,15 +106,15 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
   const uint64_t end = part.end();
   uint64_t base = part.begin();  // stream offset of buffer[0]
   uint64_t readAt = base;
-  // Four of the longest records; kept by the thread, as a fresh one costs a page fault per
-  // 4 KiB for every part.
-  thread_local std::vector<uint8_t> buffer(256 << 10);
+  // Four of the longest records. Not zeroed: every byte walked is read into it first.
+  constexpr std::size_t kBuffer = 256 << 10;
+  const std::unique_ptr<uint8_t[]> buffer(new uint8_t[kBuffer]);
   std::size_t have = 0;
   bool eof = false;
   uint64_t records = 0;
   for (;;) {
-    if (!eof && have < buffer.size()) {
-      const ssize_t n = ::pread(fd, buffer.data() + have, buffer.size() - have,
+    if (!eof && have < kBuffer) {
+      const ssize_t n = ::pread(fd, buffer.get() + have, kBuffer - have,
                                 static_cast<off_t>(readAt));
       if (n < 0) return 0;
       eof = n == 0;
@@ -128,7 +128,7 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
         landing = base + at;
         return records;
       }
-      const uint8_t* p = buffer.data() + at;
+      const uint8_t* p = buffer.get() + at;
       if (p[0] != 0x55 || p[1] != 0xAA) return 0;
       const std::size_t length = loadBE16(p + 2) + std::size_t{4};
       if (length < 16) return 0;
@@ -140,7 +140,7 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
       at += length;
       ++records;
     }
-    std::memmove(buffer.data(), buffer.data() + at, have - at);
+    std::memmove(buffer.get(), buffer.get() + at, have - at);
     have -= at;
     base += at;
     if (eof) {

@@ -4,8 +4,10 @@
 //
 // Input: a control byte, then the file. Control bit 0: containers expanded; bits 1..2: parts of
 // 1, 2, 4 or 8 KiB; bit 3: the bytes repeated to 64 KiB, so that cuts fall inside records.
+#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <unistd.h>
@@ -46,11 +48,13 @@ PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, b
         auto got = std::make_shared<PartFrames>();
         part.setDiagnosticHandler([](uint64_t, vxtrace::DiagnosticLevel, const std::string&) {});
         if (fast) {
+          const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
           got->records = vxtrace::takeCleanCanFrames(
               part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*, std::size_t) {
                 got->frames.push_back(f);
               });
           if (got->records == 0) got->frames.clear();
+          if (count && got->frames.size() > *count) std::abort();  // the count bounds the frames
         }
         while (std::unique_ptr<MessageBase> msg = part.next()) {
           CanFrame f;

@@ -31,9 +31,9 @@ using CanFrameTake = std::function<void(const CanFrame& frame, const MessageBase
 VXTRACE_API uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take);
 
 // At least as many as the CAN frames takeCleanCanFrames would take from the part (the CAN
-// records of its chain), or nothing where it would surely take none (the part is not such a
-// chain, or holds a container). Reads the part's bytes without moving the part: for a caller
-// that places each part's frames before reading them.
+// records of its chain), or nothing where it cannot tell without decoding: the part is not
+// such a chain, or holds a container. Reads the part's bytes without moving the part: for a
+// caller that places each part's frames before reading them.
 VXTRACE_API std::optional<uint64_t> countCleanCanRecords(Part& part);
 
 }  // namespace vxtrace
