@@ -15,7 +15,7 @@
 #include "FuzzSupport.h"
 #include "vxtrace/io/CanScan.h"
 #include "vxtrace/io/ParallelScan.h"
-#include "vxtrace/vxtrace.h"
+#include "vxtrace/MessageBase.h"
 
 using vxtrace::CanFrame;
 
