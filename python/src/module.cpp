@@ -523,8 +523,9 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           cleanRecords += chunk->cleanRecords;
           chunks.push_back(std::move(chunk));
         });
-    // The rows placed move down over the rows their parts did not fill (rows counted but not
-    // taken), in order; then the gathered ones are copied in after them.
+    // Each part's rows go where the parts before it end: placed rows move down over rows
+    // counted but not taken (or up, past a part read again that gathered more), and the
+    // gathered ones are copied in.
     std::vector<CanColumns::Move> moves, copies;
     std::size_t row = 0;
     for (const auto& chunk : chunks) {
