@@ -492,23 +492,30 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
             chunk->start = placement.claim(part.index(), count, limit);
             guard.done = true;
           }
-          chunk->cleanRecords = vxtrace::takeCleanCanFrames(
-              part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
-                        std::size_t size) {
-                if (filtering) {
+          auto keep = [&](const CanFrame& f) {
+            if (chunk->placed < limit)
+              out.put(static_cast<std::size_t>(chunk->start) + chunk->placed++, f);
+            else
+              chunk->columns.push(f);
+          };
+          if (filtering) {
+            chunk->cleanRecords = vxtrace::takeCleanCanFrames(
+                part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
+                          std::size_t size) {
                   // The filter reads records: only a filtered read builds them.
                   std::unique_ptr<MessageBase> decoded;
                   if (record == nullptr) {
                     decoded.reset(MessageBase::readFromByteArray(bytes, static_cast<unsigned>(size)));
                     record = decoded.get();
                   }
-                  if (record == nullptr || !own.matches(*record)) return;
-                }
-                if (chunk->placed < limit)
-                  out.put(static_cast<std::size_t>(chunk->start) + chunk->placed++, f);
-                else
-                  chunk->columns.push(f);
-              });
+                  if (record != nullptr && own.matches(*record)) keep(f);
+                });
+          } else {
+            chunk->cleanRecords = vxtrace::takeCleanCanFrameBatches(
+                part, [&](const CanFrame* frames, std::size_t n) {
+                  for (std::size_t i = 0; i < n; ++i) keep(frames[i]);
+                });
+          }
           if (chunk->cleanRecords == 0) {
             chunk->placed = 0;
             chunk->columns.clear();

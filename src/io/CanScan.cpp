@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -37,16 +38,18 @@ bool isCan(msgid_t id) { return id == MSGID_CAN || id == MSGID_CAN_EXT || id == 
 
 class Walker {
  public:
-  Walker(const CanFrameTake& take, bool expand) : take_(take), expand_(expand) {}
+  // One of take (each frame with its record or bytes) and batch (frames by the hundred).
+  Walker(const CanFrameTake* take, const CanFrameBatchTake* batch, bool expand)
+      : take_(take), batch_(batch), expand_(expand) {}
 
   // One record of length bytes at p (marker included); false when the chain is not clean.
   bool record(const uint8_t* p, std::size_t length) {
     const uint8_t* frame = p + 2;
     const std::size_t frameLength = length - 2;
     if (isCan(static_cast<msgid_t>(loadBE16(p + 4)))) {
-      const char* why = toCanFrame(frame, frameLength, frame_);
+      const char* why = toCanFrame(frame, frameLength, slot());
       if (why == kUndecodableCanFrame || suspectInside(p, length)) return false;
-      if (why == nullptr) take_(frame_, nullptr, frame, frameLength);
+      if (why == nullptr) taken(nullptr, frame, frameLength);
       return quiet_;
     }
     std::unique_ptr<MessageBase> msg;
@@ -65,10 +68,26 @@ class Walker {
     return quiet_;
   }
 
+  // Hands over the frames of the last batch.
+  void flush() {
+    if (batch_ != nullptr && held_ != 0) (*batch_)(frames_.data(), held_);
+    held_ = 0;
+  }
+
   bool quiet() const { return quiet_; }
   detail::LineCollector lines{[this](DiagnosticLevel, const std::string&) { quiet_ = false; }};
 
  private:
+  // Where the next frame is read to: straight into the batch.
+  CanFrame& slot() { return frames_[batch_ != nullptr ? held_ : 0]; }
+  void taken(const MessageBase* record, const uint8_t* bytes, std::size_t size) {
+    if (batch_ == nullptr) {
+      (*take_)(frames_[0], record, bytes, size);
+    } else if (++held_ == frames_.size()) {
+      flush();
+    }
+  }
+
   // Depth first, as Reader hands contained records out, and no deeper than it expands.
   bool expand(const MessageBase& msg, unsigned depth) {
     const auto* container = dynamic_cast<const ContainerMessage*>(&msg);
@@ -79,8 +98,8 @@ class Walker {
       return false;
     for (const auto& inner : container->messages) {
       if (inner->msgId == MSGID_INVALID) return false;
-      if (isCan(inner->msgId) && toCanFrame(*inner, frame_) == nullptr)
-        take_(frame_, inner.get(), nullptr, 0);
+      if (isCan(inner->msgId) && toCanFrame(*inner, slot()) == nullptr)
+        taken(inner.get(), nullptr, 0);
       if (inner->msgId == MSGID_CONTAINER && depth < Reader::kMaxDepth &&
           !expand(*inner, depth + 1))
         return false;
@@ -89,9 +108,11 @@ class Walker {
     return true;
   }
 
-  const CanFrameTake& take_;
+  const CanFrameTake* take_;
+  const CanFrameBatchTake* batch_;
   const bool expand_;
-  CanFrame frame_;
+  std::array<CanFrame, 256> frames_;  // the batch; its first alone for take
+  std::size_t held_ = 0;
   bool quiet_ = true;
 };
 
@@ -152,28 +173,42 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
 
 }  // namespace
 
-uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take) {
+namespace {
+
+uint64_t takeClean(Part& part, const CanFrameTake* take, const CanFrameBatchTake* batch) {
   Reader& reader = part.reader();
   if (reader.source().fd() < 0 || !reader.source().seekable() || reader.framing() != Framing::V1)
     return 0;
   const ReadPolicy& policy = reader.policy();
-  Walker walker(take, policy.expandContainers);
+  // On the heap: a batch of frames is too much for a worker thread's stack.
+  auto walker = std::make_unique<Walker>(take, batch, policy.expandContainers);
   uint64_t landing = 0, records = 0;
   {
     const detail::DecodePolicy decode{policy.invalidRecords, policy.decodeDiagnostics};
     detail::DecodePolicyScope decoding(decode);
-    detail::DiagnosticScope lines(walker.lines);
+    detail::DiagnosticScope lines(walker->lines);
     records = walk(
-        part, [&walker](const uint8_t* p, std::size_t length) { return walker.record(p, length); },
+        part, [&walker](const uint8_t* p, std::size_t length) { return walker->record(p, length); },
         landing);
   }
-  if (records == 0 || !walker.quiet()) return 0;
+  if (records == 0 || !walker->quiet()) return 0;
+  walker->flush();
   // The part's reader goes on at the first record past the part, so that the part ends where
   // reading it from its start would have ended it. What is found there is the next part's.
   detail::ReaderAccess::restart(reader, detail::fileInput(reader.source().fd(), landing), landing,
                                 false);
   reader.setDiagnosticHandler([](uint64_t, DiagnosticLevel, const std::string&) {});
   return records;
+}
+
+}  // namespace
+
+uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take) {
+  return takeClean(part, &take, nullptr);
+}
+
+uint64_t takeCleanCanFrameBatches(Part& part, const CanFrameBatchTake& take) {
+  return takeClean(part, nullptr, &take);
 }
 
 std::optional<uint64_t> countCleanCanRecords(Part& part) {

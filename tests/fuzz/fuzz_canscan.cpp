@@ -36,7 +36,8 @@ struct PartFrames {
 
 // The CAN frames of every part, through the fast path where it takes the part (fast set) or
 // through next() alone, and the records the parts held.
-PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, bool fast) {
+PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, bool fast,
+               bool batches) {
   ::lseek(fd, 0, SEEK_SET);
   vxtrace::ScanOptions options;
   options.threads = 1;
@@ -44,15 +45,20 @@ PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, b
   PartFrames all;
   vxtrace::scanParts(
       vxtrace::Source::descriptor(fd, "fuzz"), policy, options,
-      [fast](vxtrace::Part& part) -> std::shared_ptr<void> {
+      [fast, batches](vxtrace::Part& part) -> std::shared_ptr<void> {
         auto got = std::make_shared<PartFrames>();
         part.setDiagnosticHandler([](uint64_t, vxtrace::DiagnosticLevel, const std::string&) {});
         if (fast) {
           const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
-          got->records = vxtrace::takeCleanCanFrames(
-              part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*, std::size_t) {
-                got->frames.push_back(f);
-              });
+          got->records =
+              batches ? vxtrace::takeCleanCanFrameBatches(
+                            part,
+                            [&got](const CanFrame* f, std::size_t n) {
+                              got->frames.insert(got->frames.end(), f, f + n);
+                            })
+                      : vxtrace::takeCleanCanFrames(
+                            part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*,
+                                         std::size_t) { got->frames.push_back(f); });
           if (got->records == 0) got->frames.clear();
           if (count && got->frames.size() > *count) std::abort();  // the count bounds the frames
         }
@@ -90,8 +96,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   policy.framing = vxtrace::Framing::V1;
   policy.expandContainers = (control & 1) != 0;
   const uint64_t partBytes = uint64_t{1024} << ((control >> 1) & 3);
-  const PartFrames fast = scan(fd, policy, partBytes, true);
-  const PartFrames plain = scan(fd, policy, partBytes, false);
+  const PartFrames fast = scan(fd, policy, partBytes, true, (control & 16) != 0);
+  const PartFrames plain = scan(fd, policy, partBytes, false, false);
   ::close(fd);
   if (fast.records != plain.records) vxfuzz::fail("the fast path counts other records", nullptr);
   if (fast.frames.size() != plain.frames.size())
