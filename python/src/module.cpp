@@ -388,7 +388,10 @@ class Placement {
  public:
   static constexpr int64_t kGather = -1;
 
-  explicit Placement(const CanColumns& out) : out_(out) { start_[0] = 0; }
+  // Places nothing when out has no room reserved.
+  explicit Placement(const CanColumns& out) : out_(out), enabled_(out.capacity() != 0) {
+    start_[0] = 0;
+  }
 
   // Part i's first row, or kGather; count: an upper bound of its frames, if it has one, or
   // kRest for the last part, which may take every row left. Sets limit to the rows it may
@@ -418,8 +421,16 @@ class Placement {
     claim(i, std::nullopt, none);
   }
 
+  // Whether a part after part i (which has claimed) may write rows into the result.
+  bool mayPlaceAfter(std::size_t i) {
+    std::lock_guard<std::mutex> g(lock_);
+    const auto next = start_.find(i + 1);
+    return enabled_ && (next == start_.end() || next->second != kGather);
+  }
+
  private:
   const CanColumns& out_;
+  const bool enabled_;
   std::mutex lock_;
   std::condition_variable changed_;
   std::map<std::size_t, int64_t> start_;  // of the parts whose part before has claimed
@@ -454,11 +465,38 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
   }
   ProblemList found;
   uint64_t cleanRecords = 0;
-  std::vector<std::shared_ptr<Chunk>> chunks;  // held to the end: one copy into the result
+  std::size_t joined = 0;                       // rows of the parts joined to the result
+  std::vector<std::shared_ptr<Chunk>> pending;  // parts consumed, not joined yet
+  // Joins the pending parts to the rows before them. Each part's rows go where the parts before
+  // it end: placed rows move down over rows counted but not taken (or up, past a part read
+  // again that gathered more), and the gathered ones are copied in.
+  auto join = [&](unsigned copiers) {
+    std::vector<CanColumns::Move> moves, copies;
+    std::size_t row = joined;
+    for (const auto& chunk : pending) {
+      if (chunk->placed != 0)
+        moves.push_back({row, nullptr, static_cast<std::size_t>(chunk->start), chunk->placed});
+      row += chunk->placed;
+      if (chunk->columns.size() != 0)
+        copies.push_back({row, &chunk->columns, 0, chunk->columns.size()});
+      row += chunk->columns.size();
+    }
+    if (moves.empty() && !copies.empty() && copies.front().to == 0) {
+      // Nothing placed: the first rows gathered become the result as they stand.
+      for (const auto& chunk : pending)
+        if (&chunk->columns == copies.front().other) out.swap(chunk->columns);
+      copies.erase(copies.begin());
+    }
+    moves.insert(moves.end(), copies.begin(), copies.end());
+    out.apply(moves, copiers);
+    joined = row;
+    pending.clear();
+  };
   vxtrace::ScanSummary summary;
   {
     py::gil_scoped_release unlocked;
     Placement placement(out);
+    const bool placing = out.capacity() != 0;  // read before the calling thread grows it
     summary = vxtrace::scanParts(
         std::move(file), policy, options,
         [&](vxtrace::Part& part) -> std::shared_ptr<void> {
@@ -475,7 +513,7 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           vxtrace::Filter own = filter;  // matches() marks values as seen: one per thread
           const bool filtering = !own.empty();
           std::size_t limit = 0;
-          if (out.capacity() != 0) {
+          if (placing) {
             struct Unclaimed {  // whatever happens, the parts after this one learn where to go
               Placement& placement;
               std::size_t index;
@@ -524,30 +562,17 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           }
           return chunk;
         },
-        [&](std::shared_ptr<void> result, vxtrace::Part&) {
+        [&](std::shared_ptr<void> result, vxtrace::Part& part) {
           auto chunk = std::static_pointer_cast<Chunk>(result);
           found.append(std::move(chunk->problems));
           cleanRecords += chunk->cleanRecords;
-          chunks.push_back(std::move(chunk));
+          const bool gathered = chunk->columns.size() != 0;
+          pending.push_back(std::move(chunk));
+          // Rows gathered are joined as they come, so that no more than a window of parts is
+          // held beside the result, unless a part yet to come may still write rows in place.
+          if (gathered && !placement.mayPlaceAfter(part.index())) join(1);
         });
-    // Each part's rows go where the parts before it end: placed rows move down over rows
-    // counted but not taken (or up, past a part read again that gathered more), and the
-    // gathered ones are copied in.
-    std::vector<CanColumns::Move> moves, copies;
-    std::size_t row = 0;
-    for (const auto& chunk : chunks) {
-      if (chunk->placed != 0) moves.push_back({row, nullptr, static_cast<std::size_t>(chunk->start), chunk->placed});
-      row += chunk->placed;
-      if (chunk->columns.size() != 0) copies.push_back({row, &chunk->columns, 0, chunk->columns.size()});
-      row += chunk->columns.size();
-    }
-    if (moves.empty() && !chunks.empty()) {
-      // Nothing placed: the first part's rows become the result as they stand.
-      out.swap(chunks.front()->columns);
-      if (!copies.empty() && copies.front().other == &chunks.front()->columns) copies.erase(copies.begin());
-    }
-    moves.insert(moves.end(), copies.begin(), copies.end());
-    out.apply(moves, threads);
+    join(threads);
   }
   summary.counts.records += cleanRecords;
   py::list list;
