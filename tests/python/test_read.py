@@ -128,11 +128,12 @@ def test_read_can_on_threads_equals_one_reader(traces, tmp_path, layout):
     path.write_bytes(data)
     assert len(data) > 9 << 20
     runs = []
-    # (0, 0) selects every frame, through the path that decodes each record for the filter.
-    for source, threads, ids in [(path, 1, None), (path, 4, None), (path, None, None),
-                                 (data, 3, None), (path, 4, [(0, 0)])]:
+    # Every channel selects every frame, through the path that decodes each record for the
+    # filter.
+    for source, threads, channels in [(path, 1, None), (path, 4, None), (path, None, None),
+                                      (data, 3, None), (path, 4, list(range(256)))]:
         problems = []
-        runs.append((vxtrace.read_can(source, threads=threads, can_ids=ids,
+        runs.append((vxtrace.read_can(source, threads=threads, channels=channels,
                                       on_problem=problems.append), problems))
     one, one_problems = runs[0]
     assert len(one) > 100000 and [p.kind for p in one_problems] == ["skipped"] * 2
