@@ -394,7 +394,6 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
     openFile(ts);
   }
   if (options_.rotateUs != 0 && periodEnd_ == 0) periodEnd_ = periodEnd(ts, options_.rotateUs);
-  ++written_;
   // A record of 12 bytes goes on its own: as a block's last frame (16 bytes with its marker)
   // the container walk would not reach it.
   const bool bundle = options_.containers != TraceFileWriterOptions::Containers::None &&
@@ -402,6 +401,7 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
   if (!bundle) {
     closeBundle();
     emit(msg, frame, length, 1, ts, ts);
+    ++written_;  // counted once written: a record that cannot be serialised is not
     return;
   }
   if (bundled_ != 0 &&
@@ -414,7 +414,6 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
   if (msg) {
     if (msg->writeToByteArray(p, static_cast<unsigned>(length + 2), true) == 0) {
       block_.resize(at);
-      --written_;
       throw std::invalid_argument("TraceFileWriter: record cannot be serialised");
     }
   } else {
@@ -427,6 +426,7 @@ void TraceFileWriter::add(const MessageBase* msg, const uint8_t* frame, std::siz
     firstId_ = id;
   }
   lastTs_ = ts;
+  ++written_;
   if (++bundled_ >= options_.containerRecords) closeBundle();
 }
 
