@@ -203,6 +203,7 @@ TEST(ContainerMessage, NestedDecompressLeavesTheOuterBlockIntact) {
   static const ContainerMessage* inner = nullptr;
   const ContainerMessage nested(true, manyKinds());
   inner = &nested;
+  nested.decompress(nested.numOfMsg, nested.data.data(), nested.data.size());  // buffer warm
   MessageBase::registerMessage(MSGID_GPS, [](const unsigned char*, unsigned int) -> MessageBase* {
     inner->messages.clear();
     inner->decompress(inner->numOfMsg, inner->data.data(), inner->data.size());
