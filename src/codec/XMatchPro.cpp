@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "codec/BlockCodec.h"
+
 const char* XMatchPro::getErrorString(int code) {
   switch (code) {
     case XMP_OK:
@@ -38,26 +40,29 @@ int XMatchProCompressor::run(const uint8_t* begin, const uint8_t* end, std::vect
 
 XMatchProDecompressor::XMatchProDecompressor(unsigned int blockSize) : blockSize_(blockSize) {}
 
-int XMatchProDecompressor::run(const uint8_t* begin, const uint8_t* end,
-                               std::vector<uint8_t>* out) {
+int vxtrace::detail::decompressBlock(const uint8_t* begin, const uint8_t* end, uint8_t* out,
+                                     unsigned int blockSize, std::size_t* got) {
+  *got = 0;
   const std::size_t n = static_cast<std::size_t>(end - begin);
   if (n == 0 || n > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
-      blockSize_ > static_cast<unsigned int>(std::numeric_limits<int>::max())) {
-    out->clear();
+      blockSize > static_cast<unsigned int>(std::numeric_limits<int>::max()))
     return XMatchPro::XMP_CORRUPT_INPUT;
-  }
+  char scratch = 0;
+  char* dst = blockSize != 0 ? reinterpret_cast<char*>(out) : &scratch;
+  const int produced = LZ4_decompress_safe(reinterpret_cast<const char*>(begin), dst,
+                                           static_cast<int>(n), static_cast<int>(blockSize));
+  if (produced < 0) return XMatchPro::XMP_CORRUPT_INPUT;
+  *got = static_cast<std::size_t>(produced);
+  return *got == blockSize ? XMatchPro::XMP_OK : XMatchPro::XMP_SIZE_MISMATCH;
+}
+
+int XMatchProDecompressor::run(const uint8_t* begin, const uint8_t* end,
+                               std::vector<uint8_t>* out) {
   // The container's own block size bounds the output: nothing in the block can ask for more.
   // Not cleared first: a reused vector is zero-filled only where it grows.
   out->resize(blockSize_);
-  char scratch = 0;
-  char* dst = blockSize_ != 0 ? reinterpret_cast<char*>(out->data()) : &scratch;
-  const int got = LZ4_decompress_safe(reinterpret_cast<const char*>(begin), dst,
-                                      static_cast<int>(n), static_cast<int>(blockSize_));
-  if (got < 0) {
-    out->clear();
-    return XMatchPro::XMP_CORRUPT_INPUT;
-  }
-  out->resize(static_cast<std::size_t>(got));
-  return static_cast<unsigned int>(got) == blockSize_ ? XMatchPro::XMP_OK
-                                                      : XMatchPro::XMP_SIZE_MISMATCH;
+  std::size_t got = 0;
+  const int rc = vxtrace::detail::decompressBlock(begin, end, out->data(), blockSize_, &got);
+  out->resize(got);
+  return rc;
 }

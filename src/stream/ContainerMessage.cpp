@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 
+#include "codec/BlockCodec.h"
 #include "util/Diagnostics.h"
 #include "util/Record.h"
 #include "vxtrace/PlatformUtil.h"
@@ -176,40 +178,62 @@ bool ContainerMessage::compress() {
   return true;
 }
 
+namespace {
+
+// blockSize is 16 bits: no block yields more.
+constexpr std::size_t kBlockRoom = 0x10000;
+
+// The buffer a block is decompressed into, one per thread and allocated once, never zero-filled.
+// A decompress holds it while it walks the block, so a creator that decodes a nested container
+// on this thread gets a buffer of its own.
+class BlockBuffer {
+ public:
+  BlockBuffer() : buffer_(std::move(spare())) {
+    if (!buffer_) buffer_.reset(new uint8_t[kBlockRoom]);
+  }
+  ~BlockBuffer() { spare() = std::move(buffer_); }
+  BlockBuffer(const BlockBuffer&) = delete;
+  BlockBuffer& operator=(const BlockBuffer&) = delete;
+  uint8_t* data() { return buffer_.get(); }
+
+ private:
+  static std::unique_ptr<uint8_t[]>& spare() {
+    thread_local std::unique_ptr<uint8_t[]> buffer;
+    return buffer;
+  }
+  std::unique_ptr<uint8_t[]> buffer_;
+};
+
+}  // namespace
+
 bool ContainerMessage::decompress(unsigned char expected, const unsigned char* block,
                                   unsigned int length) const {
-  // One block buffer per thread: its capacity outlives the call, so a reader walking many
-  // containers allocates it once. A creator that decodes a nested container on this thread
-  // gets a buffer of its own.
-  thread_local std::vector<uint8_t> spare;
-  std::vector<uint8_t> plain = std::move(spare);
-  struct GiveBack {
-    std::vector<uint8_t>& plain;
-    ~GiveBack() { spare = std::move(plain); }
-  } giveBack{plain};
+  std::optional<BlockBuffer> plain;
   if (compression) {
-    const int rc = XMatchProDecompressor(blockSize).run(block, block + length, &plain);
+    plain.emplace();
+    std::size_t got = 0;
+    const int rc = decompressBlock(block, block + length, plain->data(), blockSize, &got);
     if (rc != 0) {
       errorLog() << "[ERROR] ContainerMessage::decompress: " << codecText(rc) << std::endl;
       return false;
     }
-    if (plain.empty()) {
+    if (got == 0) {
       errorLog() << "[ERROR] ContainerMessage::decompress: nothing decompressed, out vector is "
                    "empty"
                 << std::endl;
       return false;
     }
-    block = plain.data();
-    length = static_cast<unsigned int>(plain.size());
+    block = plain->data();
+    length = static_cast<unsigned int>(got);
   }
   if (expected == 0) return true;
 
   unsigned int count = 0;
   // A frame takes at least four bytes of the block: no more room than the block can fill.
   if (messages.empty()) messages.reserve(std::min<std::size_t>(expected, length / 4));
-  ByteReader in(block, length);
-  while (in.remaining() > 16) {
-    const uint8_t* frame = in.current();
+  const uint8_t* frame = block;  // at a sync marker
+  const uint8_t* const end = block + length;
+  while (end - frame > 16) {
     if (frame[0] != 0x55 || frame[1] != 0xAA) {
       std::string found;
       appendHex(found, frame, 2, '\0');
@@ -218,27 +242,26 @@ bool ContainerMessage::decompress(unsigned char expected, const unsigned char* b
           block, length);
       return false;
     }
-    in.skip(2);
-    const std::size_t size = loadBE16(in.current());
     // Only a frame whose size + 2 bytes all lie inside the block goes to the decoder.
-    if (!in.has(size + 2)) {
+    const std::size_t size = loadBE16(frame + 2);
+    if (size + 2 > static_cast<std::size_t>(end - frame) - 2) {
       reportWithDump("not enough data for message #" + std::to_string(count + 1), block, length);
       return false;
     }
     ++count;
     std::unique_ptr<MessageBase> msg;
     try {
-      msg.reset(MessageBase::readFromByteArray(in.current(), static_cast<unsigned int>(size + 2)));
+      msg.reset(MessageBase::readFromByteArray(frame + 2, static_cast<unsigned int>(size + 2)));
     } catch (...) {  // whatever a creator throws ends the walk, never the reader
       errorLog() << "[ERROR] ContainerMessage::decompress: exception in readFromByteArray, "
                    "msgCounter = "
                 << count << std::endl;
-      hexdump(errorLog(), in.current(), size + 2, "");
+      hexdump(errorLog(), frame + 2, size + 2, "");
       return false;
     }
     if (msg) messages.push_back(std::move(msg));
     if (count == expected) return true;
-    in.skip(size + 2);
+    frame += 4 + size;
   }
   reportWithDump("num of messages mismatch: " + std::to_string(count) +
                      "(found) != " + std::to_string(expected) + "(expected)",

@@ -196,6 +196,36 @@ TEST(ContainerMessage, DecompressReportsEachFailureWithItsLine) {
   }
 }
 
+// A creator may decode a container of its own while the outer block is being walked: the two
+// blocks must not share a buffer.
+TEST(ContainerMessage, NestedDecompressLeavesTheOuterBlockIntact) {
+  vxtest::RegistryGuard registry;
+  static const ContainerMessage* inner = nullptr;
+  const ContainerMessage nested(true, manyKinds());
+  inner = &nested;
+  nested.decompress(nested.numOfMsg, nested.data.data(), nested.data.size());  // buffer warm
+  MessageBase::registerMessage(MSGID_GPS, [](const unsigned char*, unsigned int) -> MessageBase* {
+    inner->messages.clear();
+    inner->decompress(inner->numOfMsg, inner->data.data(), inner->data.size());
+    return inner->messages.empty() ? nullptr : inner->messages.back()->clone();
+  });
+  const CANTraceMessage a(1, 0, CAN_FRAME_STANDARD, 0, 0x12, Bytes{1, 2});
+  const CANTraceMessage b(2, 0, CAN_FRAME_STANDARD, 0, 0x34, Bytes{3, 4, 5});
+  Bytes plain = vxtest::serialise(a, true);
+  const Bytes gps = hex("55 AA 00 0C 00 16 00 00 00 00 00 00 00 00 00 00");
+  const Bytes last = vxtest::serialise(b, true);
+  plain.insert(plain.end(), gps.begin(), gps.end());
+  plain.insert(plain.end(), last.begin(), last.end());
+  std::vector<uint8_t> packed;
+  ASSERT_EQ(XMatchProCompressor().run(plain.data(), plain.data() + plain.size(), &packed), 0);
+  ContainerMessage outer(0, MSGID_CAN, true, 0, plain.size(), 3, packed.data(), packed.size());
+  ASSERT_TRUE(outer.decompress(3, outer.data.data(), outer.data.size()));
+  ASSERT_EQ(outer.messages.size(), 3u);
+  EXPECT_TRUE(*outer.messages[0] == a);
+  EXPECT_TRUE(*outer.messages[1] == FileTimeMessage(1007, 42));
+  EXPECT_TRUE(*outer.messages[2] == b);
+}
+
 TEST(ContainerMessage, CorruptOrForeignCompressedBlocksFailWithoutOverrun) {
   vxtest::RegistryGuard registry;
   ContainerMessage good(true, manyKinds());
