@@ -25,9 +25,7 @@
 #ifdef VXTRACE_RECORD_HEAP
 
 void* MessageBase::operator new(std::size_t size) { return ::operator new(size); }
-void MessageBase::operator delete(void* p, std::size_t size) noexcept {
-  ::operator delete(p, size);
-}
+void MessageBase::operator delete(void* p, std::size_t) noexcept { ::operator delete(p); }
 
 #else
 
