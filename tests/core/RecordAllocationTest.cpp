@@ -8,13 +8,9 @@
 #include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
 
-namespace {
-
-MessageBase* stopCreator(const unsigned char* d, unsigned int n) {
+static MessageBase* stopCreator(const unsigned char* d, unsigned int n) {
   return SimpleMessage<MSGID_STOP>::readFromByteArray(d, n);
 }
-
-}  // namespace
 
 // Records of a producer thread deleted by a consumer while the producer goes on making more:
 // every record reads back as made, whichever thread's free blocks it came from.
