@@ -100,7 +100,7 @@ thread_local const DecodePolicy* threadPolicy = nullptr;
 // The decoder looks a creator up for every frame; a hash-map find (a division and a chain walk)
 // is a good part of decoding a small record. The identifiers in use lie in two short ranges, so
 // a flat copy of the registry over those answers them with one load.
-constexpr unsigned kLowIds = 512;     // 0 to 511: bus records and the logger's own
+constexpr unsigned kLowIds = 512;       // 0 to 511: bus records and the logger's own
 constexpr unsigned kHighBase = 0x8000;  // 0x8000 to 0x81FF: device and control records
 constexpr unsigned kSlots = 2 * kLowIds;
 
@@ -165,8 +165,10 @@ MessageBase::creator_t registryCreator(msgid_t id) {
     Table t;
     for (const Entry& e : kStandard) {
       const unsigned k = slotOf(e.id);
-      if (k < kSlots) t.slot[k] = e.create;
-      else t.other.emplace(e.id, e.create);
+      if (k < kSlots)
+        t.slot[k] = e.create;
+      else
+        t.other.emplace(e.id, e.create);
     }
     return t;
   }();
