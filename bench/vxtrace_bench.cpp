@@ -10,8 +10,9 @@
 //
 // Rates are per wall-clock second (UseRealTime), memcpy's included. Counters: bytes/s and items/s
 // (records), "vs_memcpy" (bytes/s divided by the memcpy rate of the same run), "allocs/record"
-// (calls of operator new per record) and "peak_heap_KiB" (the most heap held at once during the
-// run, trace and output excluded where they are allocated before the timed loop).
+// (calls of the global operator new per record) and "peak_heap_KiB" (the most heap held at once,
+// trace and output excluded where they are allocated before the pass), both from one untimed pass
+// before the timed loop.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <malloc.h>
@@ -46,42 +47,50 @@
 #endif
 
 // ---- heap accounting: every operator new of the process, the library's included ------------
+// Counting costs a malloc_usable_size and a few stores per call, several per cent of a decode
+// rate: it is on only in one untimed pass of each benchmark (countPass), so the timed loops
+// measure the library alone.
 namespace {
-// The parallel benchmarks allocate from several threads: while concurrent is set the counts
-// are kept with atomic adds and the peak is not followed. Relaxed loads and stores cost a
-// single thread no more than plain ones.
 struct HeapStats {
-  std::atomic<uint64_t> allocations{0};
-  std::atomic<int64_t> live{0};
-  std::atomic<int64_t> peak{0};
-  std::atomic<bool> concurrent{false};
+  std::atomic<bool> counting{false};  // read on every call, written only between passes
+  uint64_t allocations = 0;
+  int64_t live = 0;
+  int64_t peak = 0;
 };
 HeapStats heap;
-
-void add(std::atomic<uint64_t>& a, uint64_t n, bool concurrent) {
-  if (concurrent) a.fetch_add(n, std::memory_order_relaxed);
-  else a.store(a.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
-}
-void add(std::atomic<int64_t>& a, int64_t n, bool concurrent) {
-  if (concurrent) a.fetch_add(n, std::memory_order_relaxed);
-  else a.store(a.load(std::memory_order_relaxed) + n, std::memory_order_relaxed);
-}
 
 void* countedAlloc(std::size_t n) {
   void* p = std::malloc(n == 0 ? 1 : n);
   if (p == nullptr) throw std::bad_alloc();
-  const bool concurrent = heap.concurrent.load(std::memory_order_relaxed);
-  add(heap.allocations, 1, concurrent);
-  add(heap.live, static_cast<int64_t>(malloc_usable_size(p)), concurrent);
-  if (!concurrent && heap.live.load(std::memory_order_relaxed) > heap.peak.load(std::memory_order_relaxed))
-    heap.peak.store(heap.live.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  if (heap.counting.load(std::memory_order_relaxed)) {
+    ++heap.allocations;
+    heap.live += static_cast<int64_t>(malloc_usable_size(p));
+    if (heap.live > heap.peak) heap.peak = heap.live;
+  }
   return p;
 }
 void countedFree(void* p) {
   if (p == nullptr) return;
-  add(heap.live, -static_cast<int64_t>(malloc_usable_size(p)),
-      heap.concurrent.load(std::memory_order_relaxed));
+  if (heap.counting.load(std::memory_order_relaxed))
+    heap.live -= static_cast<int64_t>(malloc_usable_size(p));
   std::free(p);
+}
+
+struct HeapCount {
+  uint64_t allocations = 0;
+  int64_t peakBytes = 0;  // the most heap held at once above the level at the pass's start
+};
+
+// Runs pass once on this thread with every operator new and delete counted. Only single-threaded
+// passes: the counts are plain integers.
+template <typename Pass>
+HeapCount countPass(Pass&& pass) {
+  heap.allocations = 0;
+  heap.live = heap.peak = 0;
+  heap.counting = true;
+  pass();
+  heap.counting = false;
+  return HeapCount{heap.allocations, heap.peak};
 }
 }  // namespace
 
@@ -190,7 +199,7 @@ class LoopClock {
 };
 
 void setCounters(benchmark::State& state, const LoopClock& clock, std::size_t bytesPerIteration,
-                 std::size_t recordsPerIteration, uint64_t allocations) {
+                 std::size_t recordsPerIteration, const HeapCount& counted) {
   const double seconds = clock.seconds();
   const auto iterations = static_cast<int64_t>(state.iterations());
   const double bytes = static_cast<double>(iterations) * static_cast<double>(bytesPerIteration);
@@ -198,9 +207,9 @@ void setCounters(benchmark::State& state, const LoopClock& clock, std::size_t by
   state.SetItemsProcessed(iterations * static_cast<int64_t>(recordsPerIteration));
   if (memcpyBytesPerSecond > 0 && seconds > 0)
     state.counters["vs_memcpy"] = bytes / seconds / memcpyBytesPerSecond;
+  // From the counted pass, one iteration's worth.
   state.counters["allocs/record"] =
-      static_cast<double>(allocations) /
-      (static_cast<double>(iterations) * static_cast<double>(recordsPerIteration));
+      static_cast<double>(counted.allocations) / static_cast<double>(recordsPerIteration);
 }
 
 // A reader whose buffer is the trace itself: getNextMessage() cuts in place, nothing is read.
@@ -258,7 +267,7 @@ void BM_Memcpy(benchmark::State& state) {
   }
   memcpyBytesPerSecond = static_cast<double>(state.iterations()) *
                          static_cast<double>(t.bytes.size()) / clock.seconds();
-  setCounters(state, clock, t.bytes.size(), t.records, 0);
+  setCounters(state, clock, t.bytes.size(), t.records, HeapCount{});
   state.counters["records"] = static_cast<double>(t.records);
   state.counters["can_records"] = static_cast<double>(t.canRecords);
 }
@@ -266,9 +275,7 @@ BENCHMARK(BM_Memcpy)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_CutInPlace(benchmark::State& state) {
   const Trace& t = trace();
-  const uint64_t allocs0 = heap.allocations;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     InPlaceReader reader(t.bytes);
     reader.reportErrors = false;
     uint8_t* begin;
@@ -277,8 +284,11 @@ void BM_CutInPlace(benchmark::State& state) {
     while (reader.getNextMessage(begin, end)) ++n;
     if (n != t.records) state.SkipWithError("wrong number of frames");
     benchmark::DoNotOptimize(n);
-  }
-  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
+  setCounters(state, clock, t.bytes.size(), t.records, counted);
 }
 BENCHMARK(BM_CutInPlace)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -297,9 +307,7 @@ std::size_t readAll(TraceMessageBuffer& reader, Take take) {
 void BM_CutFromMemfd(benchmark::State& state) {
   const Trace& t = trace();
   MemFile file(t.bytes);
-  const uint64_t allocs0 = heap.allocations;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     TraceMessageBuffer reader(file.rewind(), kReadBuffer);
     reader.reportErrors = false;
     std::size_t n = readAll(reader, [](TraceMessageBuffer& r) {
@@ -310,19 +318,18 @@ void BM_CutFromMemfd(benchmark::State& state) {
       return k;
     });
     if (n != t.records) state.SkipWithError("wrong number of frames");
-  }
-  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
+  setCounters(state, clock, t.bytes.size(), t.records, counted);
 }
 BENCHMARK(BM_CutFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void decodeFromMemfd(benchmark::State& state, const std::vector<unsigned char>& bytes,
                      std::size_t records) {
   MemFile file(bytes);
-  const uint64_t allocs0 = heap.allocations;
-  heap.peak = heap.live.load();
-  const int64_t base = heap.live;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     TraceMessageBuffer reader(file.rewind(), kReadBuffer);
     reader.reportErrors = false;
     std::size_t n = readAll(reader, [](TraceMessageBuffer& r) {
@@ -334,9 +341,12 @@ void decodeFromMemfd(benchmark::State& state, const std::vector<unsigned char>& 
       return k;
     });
     if (n != records) state.SkipWithError("wrong number of records");
-  }
-  setCounters(state, clock, bytes.size(), records, heap.allocations - allocs0);
-  state.counters["peak_heap_KiB"] = static_cast<double>(heap.peak - base) / 1024.0;
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
+  setCounters(state, clock, bytes.size(), records, counted);
+  state.counters["peak_heap_KiB"] = static_cast<double>(counted.peakBytes) / 1024.0;
 }
 
 void BM_DecodeFromMemfd(benchmark::State& state) {
@@ -348,9 +358,7 @@ BENCHMARK(BM_DecodeFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_RecoverFromMemfd(benchmark::State& state) {
   const Trace& t = trace();
   MemFile file(t.bytes);
-  const uint64_t allocs0 = heap.allocations;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     // As the tool reads: the framing probed, a flush hook on every wait.
     TraceFileReader reader(file.rewind());
     reader.setFraming(reader.probeFraming());
@@ -361,8 +369,11 @@ void BM_RecoverFromMemfd(benchmark::State& state) {
       ++n;
     }
     if (n != t.records) state.SkipWithError("wrong number of records");
-  }
-  setCounters(state, clock, t.bytes.size(), t.records, heap.allocations - allocs0);
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
+  setCounters(state, clock, t.bytes.size(), t.records, counted);
 }
 BENCHMARK(BM_RecoverFromMemfd)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -394,32 +405,34 @@ void BM_Encode(benchmark::State& state) {
   const auto& all = canRecords();
   std::vector<unsigned char> out;
   out.reserve(t.canBytes.size());
-  const uint64_t allocs0 = heap.allocations;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     out.clear();
     for (const auto& msg : all) msg->createByteArray(out, true, true);
     benchmark::DoNotOptimize(out.data());
-  }
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
   if (out != t.canBytes) state.SkipWithError("encoding differs from the trace");
   encodeRecordsPerSecond =
       static_cast<double>(state.iterations()) * static_cast<double>(t.canRecords) / clock.seconds();
-  setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
+  setCounters(state, clock, t.canBytes.size(), t.canRecords, counted);
 }
 BENCHMARK(BM_Encode)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_Print(benchmark::State& state) {
   const Trace& t = trace();
   const auto& all = canRecords();
-  const uint64_t allocs0 = heap.allocations;
   std::size_t chars = 0;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     chars = 0;
     for (const auto& msg : all) chars += msg->toString().size();
     benchmark::DoNotOptimize(chars);
-  }
-  setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
+  setCounters(state, clock, t.canBytes.size(), t.canRecords, counted);
   state.counters["chars/record"] = static_cast<double>(chars) / static_cast<double>(t.canRecords);
   state.counters["lines/s"] = benchmark::Counter(
       static_cast<double>(state.iterations()) * static_cast<double>(t.canRecords),
@@ -444,19 +457,20 @@ void writeRecords(benchmark::State& state, vxtrace::TraceFileWriterOptions::Cont
   options.containers = containers;
   options.pattern = scratchPath("vxtrace-bench-write");
   options.existing = vxtrace::TraceFileWriterOptions::Existing::Replace;
-  const uint64_t allocs0 = heap.allocations;
   uint64_t bytes = 0;
-  LoopClock clock;
-  for (auto _ : state) {
+  auto once = [&] {
     vxtrace::TraceFileWriter writer(options);
     for (const auto& msg : all) writer.write(*msg);
     writer.close();
     if (writer.recordsFlushed() != all.size()) state.SkipWithError("records missing");
     bytes = std::filesystem::file_size(options.pattern);
-  }
+  };
+  const HeapCount counted = countPass(once);
+  LoopClock clock;
+  for (auto _ : state) once();
   const double perSecond =
       static_cast<double>(state.iterations()) * static_cast<double>(all.size()) / clock.seconds();
-  setCounters(state, clock, t.canBytes.size(), t.canRecords, heap.allocations - allocs0);
+  setCounters(state, clock, t.canBytes.size(), t.canRecords, counted);
   if (encodeRecordsPerSecond > 0) state.counters["vs_encode"] = perSecond / encodeRecordsPerSecond;
   state.counters["file_vs_frames"] =
       static_cast<double>(bytes) / static_cast<double>(t.canBytes.size());
@@ -595,7 +609,7 @@ void BM_StatsOneReader(benchmark::State& state) {
     if (r.counts().records != f.records()) state.SkipWithError("wrong number of records");
   }
   readerStatsRate = static_cast<double>(state.iterations()) / clock.seconds();
-  setCounters(state, clock, f.size(), f.records(), 0);
+  setCounters(state, clock, f.size(), f.records(), HeapCount{});
   state.counters["process_cpu_s"] = (processCpuSeconds() - cpu0) / static_cast<double>(state.iterations());
 }
 BENCHMARK(BM_StatsOneReader)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -604,7 +618,6 @@ void BM_StatsScan(benchmark::State& state) {
   const BigFile& f = bigFile();
   vxtrace::ScanOptions options;
   options.threads = static_cast<unsigned>(state.range(0));
-  heap.concurrent = true;
   const double cpu0 = processCpuSeconds();
   LoopClock clock;
   for (auto _ : state) {
@@ -615,9 +628,8 @@ void BM_StatsScan(benchmark::State& state) {
     state.counters["parts"] = static_cast<double>(summary.parts);
   }
   const double rate = static_cast<double>(state.iterations()) / clock.seconds();
-  heap.concurrent = false;
   if (options.threads == 1) oneThreadStatsRate = rate;
-  setCounters(state, clock, f.size(), f.records(), 0);
+  setCounters(state, clock, f.size(), f.records(), HeapCount{});
   if (readerStatsRate > 0) state.counters["vs_reader"] = rate / readerStatsRate;
   if (oneThreadStatsRate > 0) state.counters["vs_1_thread"] = rate / oneThreadStatsRate;
   state.counters["process_cpu_s"] = (processCpuSeconds() - cpu0) / static_cast<double>(state.iterations());

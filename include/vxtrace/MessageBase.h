@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <iomanip>
 #include <ostream>
@@ -87,6 +88,11 @@ class VXTRACE_API MessageBase {
   template <typename It>
   static void dumpData(std::ostream& os, It begin, It end);
   [[noreturn]] static void reportInvalidVersion(unsigned char version);
+
+  // Records of every class: each thread reuses the blocks of records it deleted, so decoding
+  // does not take a malloc and a free per frame. Deletion through any thread is fine.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* p, std::size_t size) noexcept;
 };
 
 // The common prefix of every record's text: label and ": " when set, then the time stamp.

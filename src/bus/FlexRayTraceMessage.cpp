@@ -65,8 +65,8 @@ FlexRayTraceMessage::FlexRayTraceMessage(const unsigned char* data, unsigned int
   const std::size_t words =
       std::min<std::size_t>(frame.cycleWord & kPayloadCountMask, in.remaining() / 2);
   const uint8_t* const p = in.bytes(2 * words);
-  frame.payload.reserve(words);
-  for (std::size_t i = 0; i < words; ++i) frame.payload.push_back(loadBE16(p + 2 * i));
+  frame.payload.resize(words);  // sized once: push_back checks the capacity for every word
+  for (std::size_t i = 0; i < words; ++i) frame.payload[i] = loadBE16(p + 2 * i);
 }
 
 MessageBase* FlexRayTraceMessage::readFromByteArray(const unsigned char* data,

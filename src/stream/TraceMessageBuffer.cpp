@@ -46,6 +46,18 @@ class ErrnoKeeper {
   int saved_;
 };
 
+// Copies a frame into last. A frame no longer than the one before is copied over it in place:
+// assign() takes its general, out-of-line path for every frame.
+void keepLast(std::vector<uint8_t>& last, const uint8_t* from, const uint8_t* to) {
+  const std::size_t n = static_cast<std::size_t>(to - from);
+  if (n > last.size()) {
+    last.assign(from, to);
+    return;
+  }
+  last.erase(last.begin() + static_cast<std::ptrdiff_t>(n), last.end());
+  if (n != 0) std::memcpy(last.data(), from, n);
+}
+
 }  // namespace
 
 TraceMessageBuffer::TraceMessageBuffer(int descriptor, unsigned int size, std::mutex* m)
@@ -197,7 +209,7 @@ bool TraceMessageBuffer::getNextMessageV1(uint8_t*& begin, uint8_t*& end) {
     return false;
   }
   uint8_t* const frameEnd = frame + frameLength;
-  lastMessage.assign(pDataStart, frameEnd);  // reuses the vector's capacity
+  keepLast(lastMessage, pDataStart, frameEnd);
   // Garbage skipped by earlier calls (the frame behind it was incomplete then) counts too.
   dataSkipped = dataSkipped || skippedBeforeFrame;
   skippedBeforeFrame = false;
@@ -322,7 +334,7 @@ bool TraceMessageBuffer::getNextMessageV2(uint8_t*& begin, uint8_t*& end) {
     return false;
   }
   uint8_t* const recordEnd = record + recordLength;
-  lastMessage.assign(pDataStart, recordEnd);
+  keepLast(lastMessage, pDataStart, recordEnd);
   begin = record;
   end = recordEnd;
   pDataStart = recordEnd;
