@@ -32,7 +32,5 @@ int invalidHandling();
 MessageBase::creator_t findCreator(msgid_t id);
 // Both answers at once, for the decoder of every frame (one look at the thread's policy).
 MessageBase::creator_t findCreator(msgid_t id, int& handling);
-// Called by MessageBase::registerMessage on every change of the registry.
-void noteRegistryChange();
 
 }  // namespace vxtrace::detail

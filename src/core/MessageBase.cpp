@@ -125,10 +125,8 @@ MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned 
 }
 
 bool MessageBase::registerMessage(msgid_t id, creator_t creator) {
-  const bool changed =
-      creator == nullptr ? creators.erase(id) != 0 : creators.emplace(id, creator).second;
-  if (changed) vxtrace::detail::noteRegistryChange();
-  return changed;
+  if (creator == nullptr) return creators.erase(id) != 0;
+  return creators.emplace(id, creator).second;
 }
 
 void MessageBase::printTimestamp(std::ostream& os, unsigned long long ts) {

@@ -1,8 +1,5 @@
 // The identifier table's creators, one line per identifier in table order. Rows whose class
 // does not exist yet are absent: the decoder treats them as unknown identifiers.
-#include <atomic>
-#include <cstdint>
-#include <mutex>
 #include <unordered_map>
 
 #include "core/DecodePolicy.h"
@@ -96,91 +93,7 @@ namespace vxtrace::detail {
 
 namespace {
 thread_local const DecodePolicy* threadPolicy = nullptr;
-
-// The decoder looks a creator up for every frame; a hash-map find (a division and a chain walk)
-// is a good part of decoding a small record. The identifiers in use lie in two short ranges, so
-// a flat copy of the registry over those answers them with one load.
-constexpr unsigned kLowIds = 512;       // 0 to 511: bus records and the logger's own
-constexpr unsigned kHighBase = 0x8000;  // 0x8000 to 0x81FF: device and control records
-constexpr unsigned kSlots = 2 * kLowIds;
-
-unsigned slotOf(msgid_t id) {
-  const unsigned v = static_cast<unsigned>(id);
-  if (v < kLowIds) return v;
-  if (v - kHighBase < kLowIds) return kLowIds + (v - kHighBase);
-  return kSlots;
 }
-
-// A copy of MessageBase::creators over the slots. It stands for the map while the stamp matches:
-// registerMessage counts each change, and the map's size and bucket count catch the usual direct
-// writes (an assignment restoring a saved registry). Slots are atomics only so that a rebuild
-// after a change, which the registry's contract already forbids during decoding, is no data race
-// with a decoder of another thread; on common hardware their relaxed loads are plain loads.
-struct RegistryCopy {
-  std::atomic<uint64_t> stamp{0};  // 0: not built
-  std::atomic<MessageBase::creator_t> slot[kSlots] = {};
-  std::mutex rebuild;
-};
-RegistryCopy registryCopy;
-std::atomic<uint32_t> registryChanges{1};
-
-uint64_t registryStamp() {
-  const auto& m = MessageBase::creators;
-  return static_cast<uint64_t>(registryChanges.load(std::memory_order_relaxed)) << 32 |
-         (static_cast<uint64_t>(m.size()) & 0x1FFFF) << 15 | (m.bucket_count() & 0x7FFF);
-}
-
-[[gnu::noinline]] void rebuildRegistryCopy() {
-  std::lock_guard<std::mutex> lock(registryCopy.rebuild);
-  const uint64_t want = registryStamp();
-  if (registryCopy.stamp.load(std::memory_order_relaxed) == want) return;  // another thread did
-  registryCopy.stamp.store(0, std::memory_order_relaxed);
-  for (auto& c : registryCopy.slot) c.store(nullptr, std::memory_order_relaxed);
-  for (const auto& kv : MessageBase::creators) {
-    const unsigned k = slotOf(kv.first);
-    if (k < kSlots) registryCopy.slot[k].store(kv.second, std::memory_order_relaxed);
-  }
-  registryCopy.stamp.store(want, std::memory_order_release);
-}
-
-[[gnu::noinline]] MessageBase::creator_t registryFind(msgid_t id) {
-  auto it = MessageBase::creators.find(id);
-  return it == MessageBase::creators.end() ? nullptr : it->second;
-}
-
-MessageBase::creator_t registryCreator(msgid_t id) {
-  const unsigned s = slotOf(id);
-  if (s >= kSlots) return registryFind(id);
-  if (registryCopy.stamp.load(std::memory_order_acquire) != registryStamp()) rebuildRegistryCopy();
-  return registryCopy.slot[s].load(std::memory_order_relaxed);
-}
-
-// The library's own creators, for a reader whose registry lacks an identifier.
-[[gnu::noinline]] MessageBase::creator_t standardCreator(msgid_t id) {
-  struct Table {
-    MessageBase::creator_t slot[kSlots] = {};
-    std::unordered_map<msgid_t, MessageBase::creator_t, MessageBase::MsgidHash> other;
-  };
-  static const Table table = [] {  // built once by whichever thread comes first
-    Table t;
-    for (const Entry& e : kStandard) {
-      const unsigned k = slotOf(e.id);
-      if (k < kSlots)
-        t.slot[k] = e.create;
-      else
-        t.other.emplace(e.id, e.create);
-    }
-    return t;
-  }();
-  const unsigned s = slotOf(id);
-  if (s < kSlots) return table.slot[s];
-  auto it = table.other.find(id);
-  return it == table.other.end() ? nullptr : it->second;
-}
-
-}  // namespace
-
-void noteRegistryChange() { registryChanges.fetch_add(1, std::memory_order_relaxed); }
 
 DecodePolicyScope::DecodePolicyScope(const DecodePolicy& policy) : previous_(threadPolicy) {
   threadPolicy = &policy;
@@ -202,8 +115,18 @@ MessageBase::creator_t findCreator(msgid_t id, int& handling) {
     for (const Entry& e : kDiagnostic)
       if (e.id == id) return e.create;
   }
-  if (MessageBase::creator_t c = registryCreator(id)) return c;
-  return p == nullptr ? nullptr : standardCreator(id);
+  auto it = MessageBase::creators.find(id);
+  if (it != MessageBase::creators.end()) return it->second;
+  if (p == nullptr) return nullptr;
+  // Built once, on first use, by whichever thread comes first; read-only after.
+  static const std::unordered_map<msgid_t, MessageBase::creator_t, MessageBase::MsgidHash>
+      standard = [] {
+        std::unordered_map<msgid_t, MessageBase::creator_t, MessageBase::MsgidHash> m;
+        for (const Entry& e : kStandard) m.emplace(e.id, e.create);
+        return m;
+      }();
+  auto s = standard.find(id);
+  return s == standard.end() ? nullptr : s->second;
 }
 
 MessageBase::creator_t findCreator(msgid_t id) {

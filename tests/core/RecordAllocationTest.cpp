@@ -5,12 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/TestSupport.h"
 #include "vxtrace/vxtrace.h"
-
-static MessageBase* stopCreator(const unsigned char* d, unsigned int n) {
-  return SimpleMessage<MSGID_STOP>::readFromByteArray(d, n);
-}
 
 // Records of a producer thread deleted by a consumer while the producer goes on making more:
 // every record reads back as made, whichever thread's free blocks it came from.
@@ -47,22 +42,4 @@ TEST(RecordAllocation, RecordsFreedOnAnotherThreadStayIntact) {
     }
   }
   producer.join();
-}
-
-// The decoder's copy of the registry follows direct writes that change its size, and identifiers
-// outside the ranges it copies still reach their creators.
-TEST(RecordAllocation, DecoderFollowsTheRegistryMapItself) {
-  vxtest::RegistryGuard guard;
-  const auto saved = MessageBase::creators;
-  const vxtest::Bytes start = vxtest::frame(MSGID_START, 5, {});
-  ASSERT_EQ(vxtest::decode(start)->msgId, MSGID_START);
-  MessageBase::creators.erase(MSGID_START);
-  EXPECT_EQ(vxtest::decode(start), nullptr);
-  MessageBase::creators[MSGID_START] = stopCreator;
-  MessageBase::creators.emplace(static_cast<msgid_t>(0xF100), stopCreator);
-  EXPECT_EQ(vxtest::decode(start)->msgId, MSGID_STOP);
-  EXPECT_EQ(vxtest::decode(vxtest::frame(0xF100, 5, {}))->msgId, MSGID_STOP);
-  MessageBase::creators = saved;
-  EXPECT_EQ(vxtest::decode(start)->msgId, MSGID_START);
-  EXPECT_EQ(vxtest::decode(vxtest::frame(0xF100, 5, {})), nullptr);
 }
