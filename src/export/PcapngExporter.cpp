@@ -1,5 +1,7 @@
 #include "vxtrace/export/PcapngExporter.h"
 
+#include <algorithm>
+
 #include "export/ExportUtil.h"
 #include "export/SocketCan.h"
 #include "vxtrace/BusId.h"
@@ -166,7 +168,8 @@ const char* PcapngExporter::write(const MessageBase& record) {
     if (wakeUp) {
       putBE32(bytes, kLinWakeUpEvent);
     } else {
-      bytes.insert(bytes.end(), lin->data.begin(), lin->data.begin() + payload);
+      bytes.resize(sizeof head + payload);  // not insert(): GCC 12 warns wrongly on it at -O3
+      std::copy_n(lin->data.begin(), payload, bytes.begin() + sizeof head);
     }
     const uint32_t iface = interfaceFor(uint32_t{BUSID_LIN} << 8 | lin->channel, kLinktypeLin,
                                         "lin" + std::to_string(lin->channel));

@@ -118,8 +118,8 @@ std::vector<std::unique_ptr<MessageBase>> diagnosticSession(unsigned long long s
 
   // UDS and KWP2000: requests with positive and negative responses.
   const std::string vin = "WVWZZZ1JZXW000001";
-  std::vector<uint8_t> vinAnswer = {0xF1, 0x90};
-  vinAnswer.insert(vinAnswer.end(), vin.begin(), vin.end());
+  std::vector<uint8_t> vinAnswer(vin.begin(), vin.end());
+  vinAnswer.insert(vinAnswer.begin(), {0xF1, 0x90});
   add(std::make_unique<UDSRequest>(ts, UDSRequest::UDS_SID_READ_DATA_BY_ID,
                                    std::vector<uint8_t>{0xF1, 0x90}));
   add(std::make_unique<UDSResponse>(ts, 0x62, vinAnswer));
