@@ -10,22 +10,22 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
-#include <utility>
+#include <set>
 #include <system_error>
 #include <thread>
-#include <limits>
-#include <condition_variable>
-#include <mutex>
-#include <map>
-#include <set>
-#include <chrono>
+#include <utility>
 #include <vector>
 
 #include "Session.h"
@@ -219,18 +219,25 @@ class CanColumns {
     const CanColumns* other;  // null: from this one
     std::size_t from, count;
   };
-  // Done in order, the copies of other columns after every move within, the copies cut into
-  // slices, one per thread: copying is what a parallel read pays for one result.
+  // The moves (in row order, their targets apart) done so that none overwrites rows still to
+  // be moved: those up the rows from the last, then those down from the first, then the copies
+  // from other columns, cut into slices, one per thread: copying is what a parallel read pays
+  // for one result.
   void apply(const std::vector<Move>& moves, unsigned threads) {
     std::size_t end = n_;
     for (const Move& m : moves) end = std::max(end, m.to + m.count);
     if (end > capacity_) grow(end);
+    auto move = [this](const Move& m) {
+      std::memmove(rows_ + kRow * m.to, rows_ + kRow * m.from, kRow * m.count);
+    };
+    for (auto m = moves.rbegin(); m != moves.rend(); ++m)
+      if (m->other == nullptr && m->to > m->from) move(*m);
     std::vector<std::pair<uint8_t*, const uint8_t*>> slices;
     std::vector<std::size_t> sizes;
     std::size_t bytes = 0;
     for (const Move& m : moves) {
       if (m.other == nullptr) {
-        std::memmove(rows_ + kRow * m.to, rows_ + kRow * m.from, kRow * m.count);
+        if (m.to < m.from) move(m);
       } else {
         slices.emplace_back(rows_ + kRow * m.to, m.other->rows_ + kRow * m.from);
         sizes.push_back(kRow * m.count);
@@ -407,12 +414,12 @@ class Placement {
     changed_.wait_for(g, std::chrono::seconds(5), [&] { return start_.count(i) != 0; });
     const int64_t start = start_.count(i) ? start_[i] : kGather;
     const uint64_t room = start == kGather ? 0 : out_.capacity() - static_cast<uint64_t>(start);
-    const uint64_t rows = count == kRest ? room : count.value_or(room + 1);
-    const bool placed = start != kGather && count && rows <= room;
-    start_[i + 1] = placed && count != kRest ? start + static_cast<int64_t>(rows) : kGather;
+    const bool placed = start != kGather && count && (*count == kRest || *count <= room);
+    const bool last = placed && *count == kRest;
+    start_[i + 1] = placed && !last ? start + static_cast<int64_t>(*count) : kGather;
     changed_.notify_all();
     if (!placed) return kGather;
-    limit = static_cast<std::size_t>(rows);
+    limit = static_cast<std::size_t>(last ? room : *count);
     return start;
   }
   // For a part that ends without claiming (its work failed): the parts after it gather.
@@ -421,6 +428,7 @@ class Placement {
     claim(i, std::nullopt, none);
   }
 
+  bool enabled() const { return enabled_; }
   // Whether a part after part i (which has claimed) may write rows into the result.
   bool mayPlaceAfter(std::size_t i) {
     std::lock_guard<std::mutex> g(lock_);
@@ -496,7 +504,6 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
   {
     py::gil_scoped_release unlocked;
     Placement placement(out);
-    const bool placing = out.capacity() != 0;  // read before the calling thread grows it
     summary = vxtrace::scanParts(
         std::move(file), policy, options,
         [&](vxtrace::Part& part) -> std::shared_ptr<void> {
@@ -513,7 +520,7 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           vxtrace::Filter own = filter;  // matches() marks values as seen: one per thread
           const bool filtering = !own.empty();
           std::size_t limit = 0;
-          if (placing) {
+          if (placement.enabled()) {
             struct Unclaimed {  // whatever happens, the parts after this one learn where to go
               Placement& placement;
               std::size_t index;

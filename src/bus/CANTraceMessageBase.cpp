@@ -45,8 +45,7 @@ void appendCanStateErr(LineText& line, unsigned int err) {
 
 }  // namespace vxtrace::detail
 
-const uint8_t CANTraceMessageBase::numDlcBytes[16] = {0, 1,  2,  3,  4,  5,  6,  7,
-                                                      8, 12, 16, 20, 24, 32, 48, 64};
+const uint8_t CANTraceMessageBase::numDlcBytes[16] = {VXTRACE_CAN_DLC_BYTES};
 
 CANTraceMessageBase::CANTraceMessageBase(msgid_t msgid, unsigned long long ts)
     : MessageBase(msgid, ts),

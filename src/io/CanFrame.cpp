@@ -19,14 +19,15 @@ using detail::loadBE64;
 // The longest header of the three CAN records (the extended one's), size field included.
 constexpr std::size_t kCanHeaderBytes = 22;
 
-// Data bytes of each DLC code, and the code of each length (the next larger where none fits):
-// tables built by the compiler, as the column readers look them up for every frame.
-constexpr uint8_t kDlcBytes[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
+using detail::kCanDlcBytes;
+
+// The DLC code of each length (the next larger where none fits): built by the compiler, as the
+// column readers look it up for every frame.
 constexpr std::array<uint8_t, 65> kDlcOf = [] {
   std::array<uint8_t, 65> t{};
   uint8_t code = 0;
   for (unsigned n = 0; n <= 64; ++n) {
-    while (n > kDlcBytes[code]) ++code;
+    while (n > kCanDlcBytes[code]) ++code;
     t[n] = code;
   }
   return t;
@@ -78,30 +79,15 @@ const char* fromFields(msgid_t msgId, uint64_t timeUs, uint8_t channel, canframe
   f.fd = type == CAN_TYPE_FD_STD || type == CAN_TYPE_FD_EXT;
   f.dlc = canDlcOf(length);
   if (f.fd) {
-    if (length > 64 || kDlcBytes[f.dlc] != length)
+    if (length > 64 || kCanDlcBytes[f.dlc] != length)
       return "CAN FD length not codable as a DLC";
-    f.brs = (state & 0x40) != 0;
-    f.esi = (state & 0x80) != 0;
+    f.brs = (state & detail::kCanStateBrs) != 0;
+    f.esi = (state & detail::kCanStateEsi) != 0;
   } else if (length > 8) {
     return "classic CAN frame longer than 8 bytes";
   }
   f.length = static_cast<uint8_t>(length);
-  const std::size_t n = std::min<std::size_t>(length, available);
-  if (n <= 8 && available >= 8) {
-    // A classic frame's bytes in one load, those past its length masked off: a call to
-    // memcpy for a few bytes costs more than the rest of the frame.
-    static constexpr uint8_t kKeep[9][8] = {
-        {}, {0xFF}, {0xFF, 0xFF}, {0xFF, 0xFF, 0xFF}, {0xFF, 0xFF, 0xFF, 0xFF},
-        {0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-        {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
-    uint64_t word, keep;
-    std::memcpy(&word, data, 8);
-    std::memcpy(&keep, kKeep[n], 8);
-    word &= keep;
-    std::memcpy(f.data, &word, 8);
-  } else {
-    std::memcpy(f.data, data, n);
-  }
+  std::memcpy(f.data, data, std::min<std::size_t>(length, available));
   return nullptr;
 }
 

@@ -175,10 +175,16 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
 
 namespace {
 
+// Whether the part is read from a file that a walk can read itself: the chains it takes are
+// V1 records with markers.
+bool walkable(Part& part) {
+  Reader& reader = part.reader();  // framing() may read the first record
+  return reader.source().fd() >= 0 && reader.source().seekable() && reader.framing() == Framing::V1;
+}
+
 uint64_t takeClean(Part& part, const CanFrameTake* take, const CanFrameBatchTake* batch) {
+  if (!walkable(part)) return 0;
   Reader& reader = part.reader();
-  if (reader.source().fd() < 0 || !reader.source().seekable() || reader.framing() != Framing::V1)
-    return 0;
   const ReadPolicy& policy = reader.policy();
   // On the heap: a batch of frames is too much for a worker thread's stack.
   auto walker = std::make_unique<Walker>(take, batch, policy.expandContainers);
@@ -212,9 +218,7 @@ uint64_t takeCleanCanFrameBatches(Part& part, const CanFrameBatchTake& take) {
 }
 
 std::optional<uint64_t> countCleanCanRecords(Part& part) {
-  Reader& reader = part.reader();
-  if (reader.source().fd() < 0 || !reader.source().seekable() || reader.framing() != Framing::V1)
-    return std::nullopt;
+  if (!walkable(part)) return std::nullopt;
   uint64_t frames = 0, landing = 0;
   const uint64_t records = walk(
       part,
