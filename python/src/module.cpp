@@ -164,35 +164,73 @@ bool isCanRecord(msgid_t id) {
   return id == MSGID_CAN || id == MSGID_CAN_EXT || id == MSGID_CAN_PROXY;
 }
 
-// The columns, row by row in one anonymous mapping that is grown with mremap: growing moves
-// pages instead of copying them, so no second copy of the result is ever held, and each column
-// is a strided view of it. A row is written in one place rather than into thirteen streams,
-// and one mapping takes huge pages throughout: faulting a result in 4 KiB at a time, or once
-// per column, costs more than filling it.
+// The pages of the last result given back, kept for the next one: the kernel zeroes every
+// page of a fresh mapping, which costs as much as a third of filling it. They are lazily freed,
+// so the kernel takes them back when memory runs short, and no more than kKeep bytes are kept.
+class SparePages {
+ public:
+  // A mapping of bytes bytes (a whole number of huge pages), or null.
+  static uint8_t* take(std::size_t& bytes) {
+    std::lock_guard<std::mutex> g(lock());
+    bytes = std::exchange(spare().second, 0);
+    return std::exchange(spare().first, nullptr);
+  }
+  // The mapping p of bytes bytes (whole huge pages), kept or unmapped: the larger of it and
+  // the one kept is kept.
+  static void give(uint8_t* p, std::size_t bytes) {
+    if (p == nullptr || bytes == 0) return;
+    const std::size_t keep = std::min(bytes, kKeep);
+    if (keep < bytes) ::munmap(p + keep, bytes - keep);
+    if (::madvise(p, keep, MADV_FREE) != 0) {
+      ::munmap(p, keep);
+      return;
+    }
+    std::pair<uint8_t*, std::size_t> other{p, keep};
+    {
+      std::lock_guard<std::mutex> g(lock());
+      if (spare().second < keep) std::swap(spare(), other);
+    }
+    if (other.first != nullptr) ::munmap(other.first, other.second);
+  }
+
+ private:
+  static constexpr std::size_t kKeep = std::size_t{64} << 20;
+  static std::mutex& lock() {
+    static std::mutex m;
+    return m;
+  }
+  static std::pair<uint8_t*, std::size_t>& spare() {
+    static std::pair<uint8_t*, std::size_t> s{nullptr, 0};
+    return s;
+  }
+};
+
+// The columns: one table of CanFrame rows in one anonymous mapping that is grown with mremap.
+// Growing moves pages instead of copying them, so no second copy of the result is ever held;
+// each column is a strided view of the table, and frames are decoded straight into their rows.
+// One mapping takes huge pages throughout: faulting a result in 4 KiB at a time, or once per
+// column, costs more than filling it.
 class CanColumns {
  public:
   CanColumns() = default;
-  ~CanColumns() { unmap(rows_, capacity_); }
+  ~CanColumns() { SparePages::give(reinterpret_cast<uint8_t*>(rows_), mappedBytes(capacity_)); }
   CanColumns(const CanColumns&) = delete;
   CanColumns& operator=(const CanColumns&) = delete;
 
   void push(const CanFrame& f) {
+    std::size_t count;
+    *room(count) = f;
+    commit(1);
+  }
+  // Room for count rows (at least one) after the last, and the rows of it that were filled.
+  CanFrame* room(std::size_t& count) {
     if (n_ == capacity_) grow(capacity_ < 65536 ? 65536 : 2 * capacity_);
-    put(n_++, f);
+    count = capacity_ - n_;
+    return rows_ + n_;
   }
-  // Writes row i, which must lie below the capacity; for writers that place rows themselves.
-  void put(std::size_t i, const CanFrame& f) {
-    uint8_t* row = rows_ + kRow * i;
-    const int64_t time = static_cast<int64_t>(f.timeUs);
-    std::memcpy(row + kTime, &time, 8);
-    std::memcpy(row + kId, &f.id, 4);
-    row[kChannel] = f.channel;
-    // The flags, the error code (no column), the DLC and the length lie side by side in a
-    // CanFrame as in a row: one copy.
-    std::memcpy(row + kFlags, reinterpret_cast<const uint8_t*>(&f) + offsetof(CanFrame, extended),
-                kFlagBytes);
-    std::memcpy(row + kData, f.data, 64);
-  }
+  void commit(std::size_t count) { n_ += count; }
+  // Row i, which must lie below the capacity; for writers that place rows themselves.
+  CanFrame& at(std::size_t i) { return rows_[i]; }
   std::size_t size() const { return n_; }
   std::size_t capacity() const { return capacity_; }
   void clear() { n_ = 0; }
@@ -205,7 +243,7 @@ class CanColumns {
   bool reserve(std::size_t rows) {
     if (rows > std::numeric_limits<std::size_t>::max() / kRow / 2) return false;
     try {
-      grow(std::max(rows, capacity_));
+      grow(rows);
     } catch (const std::bad_alloc&) {
       return false;
     }
@@ -226,9 +264,9 @@ class CanColumns {
   void apply(const std::vector<Move>& moves, unsigned threads) {
     std::size_t end = n_;
     for (const Move& m : moves) end = std::max(end, m.to + m.count);
-    if (end > capacity_) grow(end);
+    grow(end);
     auto move = [this](const Move& m) {
-      std::memmove(rows_ + kRow * m.to, rows_ + kRow * m.from, kRow * m.count);
+      std::memmove(rows_ + m.to, rows_ + m.from, kRow * m.count);
     };
     for (auto m = moves.rbegin(); m != moves.rend(); ++m)
       if (m->other == nullptr && m->to > m->from) move(*m);
@@ -239,7 +277,8 @@ class CanColumns {
       if (m.other == nullptr) {
         if (m.to < m.from) move(m);
       } else {
-        slices.emplace_back(rows_ + kRow * m.to, m.other->rows_ + kRow * m.from);
+        slices.emplace_back(reinterpret_cast<uint8_t*>(rows_ + m.to),
+                            reinterpret_cast<const uint8_t*>(m.other->rows_ + m.from));
         sizes.push_back(kRow * m.count);
         bytes += kRow * m.count;
       }
@@ -265,29 +304,33 @@ class CanColumns {
 
   // The columns as numpy arrays that own their memory together; this object is empty afterwards.
   py::dict release() {
-    grow(n_ ? n_ : 1);  // give back the unused tail
+    const std::size_t used = mappedBytes(n_), mapped = mappedBytes(capacity_);
+    auto* base = reinterpret_cast<uint8_t*>(std::exchange(rows_, nullptr));
+    if (used < mapped) ::munmap(base + used, mapped - used);  // mostly never faulted in
+    if (used == 0) base = nullptr;
     static const struct {
       const char* name;
       std::size_t offset;
       const char* dtype;
-    } kColumns[] = {{"time_us", kTime, "int64"}, {"channel", kChannel, "uint8"},
-                    {"can_id", kId, "uint32"},   {"extended", kFlags, "bool"},
-                    {"fd", kFlags + 1, "bool"}, {"brs", kFlags + 2, "bool"},
-                    {"esi", kFlags + 3, "bool"}, {"remote", kFlags + 4, "bool"},
-                    {"error", kFlags + 5, "bool"}, {"tx", kFlags + 6, "bool"},
-                    {"dlc", kFlags + 8, "uint8"}, {"length", kFlags + 9, "uint8"},
-                    {"data", kData, "uint8"}};
-    auto* mapping = new std::pair<void*, std::size_t>(std::exchange(rows_, nullptr), capacity_);
+    } kColumns[] = {
+        {"time_us", offsetof(CanFrame, timeUs), "int64"}, {"channel", offsetof(CanFrame, channel), "uint8"},
+        {"can_id", offsetof(CanFrame, id), "uint32"},     {"extended", offsetof(CanFrame, extended), "bool"},
+        {"fd", offsetof(CanFrame, fd), "bool"},           {"brs", offsetof(CanFrame, brs), "bool"},
+        {"esi", offsetof(CanFrame, esi), "bool"},         {"remote", offsetof(CanFrame, remote), "bool"},
+        {"error", offsetof(CanFrame, error), "bool"},     {"tx", offsetof(CanFrame, tx), "bool"},
+        {"dlc", offsetof(CanFrame, dlc), "uint8"},        {"length", offsetof(CanFrame, length), "uint8"},
+        {"data", offsetof(CanFrame, data), "uint8"}};
+    auto* mapping = new std::pair<void*, std::size_t>(base, used);
     py::capsule owner(mapping, [](void* m) {
       auto* q = static_cast<std::pair<void*, std::size_t>*>(m);
-      unmap(static_cast<uint8_t*>(q->first), q->second);
+      SparePages::give(static_cast<uint8_t*>(q->first), q->second);
       delete q;
     });
-    auto* base = static_cast<uint8_t*>(mapping->first);
     py::dict d;
     for (const auto& c : kColumns) {
-      std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(n_)}, strides{kRow};
-      if (c.offset == kData) {
+      std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(n_)},
+          strides{static_cast<py::ssize_t>(kRow)};
+      if (c.offset == offsetof(CanFrame, data)) {
         shape.push_back(64);
         strides.push_back(1);
       }
@@ -298,32 +341,27 @@ class CanColumns {
   }
 
  private:
-  // Where each field sits in a row; int64 and uint32 aligned.
-  static constexpr std::size_t kTime = 0, kId = 8, kChannel = 12, kFlags = 13, kData = 24,
-                               kRow = 88;
-  static constexpr std::size_t kFlagBytes = offsetof(CanFrame, length) + 1 - offsetof(CanFrame, extended);
-  static_assert(kFlagBytes == 10 && offsetof(CanFrame, tx) == offsetof(CanFrame, extended) + 6 &&
-                    offsetof(CanFrame, dlc) == offsetof(CanFrame, extended) + 8 &&
-                    kFlags + kFlagBytes <= kData,
-                "a CanFrame's flags, DLC and length lie in a row as they lie in the frame");
+  static constexpr std::size_t kRow = sizeof(CanFrame);
+  static_assert(offsetof(CanFrame, timeUs) % 8 == 0 && offsetof(CanFrame, id) % 4 == 0 &&
+                    sizeof(bool) == 1 && kRow % 8 == 0,
+                "the columns of CanFrame rows are numpy arrays");
 
   // Whole huge pages: a mapping's partial last one would be faulted in small pages.
   static std::size_t mappedBytes(std::size_t rows) {
     const std::size_t page = std::size_t{2} << 20;
-    return (std::max<std::size_t>(rows * kRow, 1) + page - 1) / page * page;
+    return rows == 0 ? 0 : (rows * kRow + page - 1) / page * page;
   }
-  static void unmap(uint8_t* p, std::size_t rows) {
-    if (p != nullptr) ::munmap(p, mappedBytes(rows));
-  }
+  // Room for capacity rows at least.
   void grow(std::size_t capacity) {
+    if (rows_ == nullptr) {  // the pages of a result given back, if any
+      std::size_t bytes = 0;
+      rows_ = reinterpret_cast<CanFrame*>(SparePages::take(bytes));
+      capacity_ = bytes / kRow;
+    }
+    if (capacity <= capacity_) return;
     // A new mapping on a huge-page boundary, the old pages moved to its front.
     constexpr std::size_t huge = std::size_t{2} << 20;
     const std::size_t to = mappedBytes(capacity), from = mappedBytes(capacity_);
-    if (rows_ != nullptr && to <= from) {
-      if (to < from) ::munmap(rows_ + to, from - to);
-      capacity_ = capacity;
-      return;
-    }
     auto* q = static_cast<uint8_t*>(::mmap(nullptr, to + huge, PROT_READ | PROT_WRITE,
                                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
     if (q == MAP_FAILED) throw std::bad_alloc();
@@ -337,12 +375,12 @@ class CanColumns {
       ::munmap(q, to);
       throw std::bad_alloc();
     }
-    rows_ = q;
+    rows_ = reinterpret_cast<CanFrame*>(q);
     capacity_ = capacity;
   }
 
   std::size_t n_ = 0, capacity_ = 0;
-  uint8_t* rows_ = nullptr;
+  CanFrame* rows_ = nullptr;
 };
 
 // Takes the CAN frames among the records next() hands out until it gives null, or until max
@@ -537,12 +575,26 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
             chunk->start = placement.claim(part.index(), count, limit);
             guard.done = true;
           }
-          auto keep = [&](const CanFrame& f) {
-            if (chunk->placed < limit)
-              out.put(static_cast<std::size_t>(chunk->start) + chunk->placed++, f);
-            else
-              chunk->columns.push(f);
-          };
+          // Its rows in the result while they last, then rows of its own.
+          struct Rows final : vxtrace::CanFrameStore {
+            CanColumns& out;
+            Chunk& chunk;
+            const std::size_t limit;
+            bool placing = false;
+            Rows(CanColumns& o, Chunk& c, std::size_t l) : out(o), chunk(c), limit(l) {}
+            CanFrame* room(std::size_t& count) override {
+              placing = chunk.placed < limit;
+              if (!placing) return chunk.columns.room(count);
+              count = limit - chunk.placed;
+              return &out.at(static_cast<std::size_t>(chunk.start) + chunk.placed);
+            }
+            void commit(std::size_t count) override {
+              if (placing)
+                chunk.placed += count;
+              else
+                chunk.columns.commit(count);
+            }
+          } rows(out, *chunk, limit);
           if (filtering) {
             chunk->cleanRecords = vxtrace::takeCleanCanFrames(
                 part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
@@ -553,13 +605,14 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                     decoded.reset(MessageBase::readFromByteArray(bytes, static_cast<unsigned>(size)));
                     record = decoded.get();
                   }
-                  if (record != nullptr && own.matches(*record)) keep(f);
+                  if (record != nullptr && own.matches(*record)) {
+                    std::size_t room;
+                    *rows.room(room) = f;
+                    rows.commit(1);
+                  }
                 });
           } else {
-            chunk->cleanRecords = vxtrace::takeCleanCanFrameBatches(
-                part, [&](const CanFrame* frames, std::size_t n) {
-                  for (std::size_t i = 0; i < n; ++i) keep(frames[i]);
-                });
+            chunk->cleanRecords = vxtrace::takeCleanCanFramesInto(part, rows);
           }
           if (chunk->cleanRecords == 0) {
             chunk->placed = 0;

@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "core/DecodePolicy.h"
+#include "io/CanFrameDecode.h"
 #include "io/ReaderAccess.h"
 #include "util/ByteOrder.h"
 #include "util/Diagnostics.h"
@@ -38,16 +38,16 @@ bool isCan(msgid_t id) { return id == MSGID_CAN || id == MSGID_CAN_EXT || id == 
 
 class Walker {
  public:
-  // One of take (each frame with its record or bytes) and batch (frames by the hundred).
-  Walker(const CanFrameTake* take, const CanFrameBatchTake* batch, bool expand)
-      : take_(take), batch_(batch), expand_(expand) {}
+  // One of take (each frame with its record or bytes) and store (frames straight into it).
+  Walker(const CanFrameTake* take, CanFrameStore* store, bool expand)
+      : take_(take), store_(store), expand_(expand) {}
 
   // One record of length bytes at p (marker included); false when the chain is not clean.
   bool record(const uint8_t* p, std::size_t length) {
     const uint8_t* frame = p + 2;
     const std::size_t frameLength = length - 2;
     if (isCan(static_cast<msgid_t>(loadBE16(p + 4)))) {
-      const char* why = toCanFrame(frame, frameLength, slot());
+      const char* why = detail::decodeCanFrame(frame, frameLength, slot());
       if (why == kUndecodableCanFrame || suspectInside(p, length)) return false;
       if (why == nullptr) taken(nullptr, frame, frameLength);
       return quiet_;
@@ -68,24 +68,30 @@ class Walker {
     return quiet_;
   }
 
-  // Hands over the frames of the last batch.
+  // Commits the frames of the last room.
   void flush() {
-    if (batch_ != nullptr && held_ != 0) (*batch_)(frames_.data(), held_);
-    held_ = 0;
+    if (room_ != 0) store_->commit(used_);
+    used_ = room_ = 0;
   }
 
   bool quiet() const { return quiet_; }
   detail::LineCollector lines{[this](DiagnosticLevel, const std::string&) { quiet_ = false; }};
 
  private:
-  // Where the next frame is read to: straight into the batch.
-  CanFrame& slot() { return frames_[batch_ != nullptr ? held_ : 0]; }
-  void taken(const MessageBase* record, const uint8_t* bytes, std::size_t size) {
-    if (batch_ == nullptr) {
-      (*take_)(frames_[0], record, bytes, size);
-    } else if (++held_ == frames_.size()) {
+  // Where the next frame is read to: straight into the store's room.
+  CanFrame& slot() {
+    if (store_ == nullptr) return own_;
+    if (used_ == room_) {
       flush();
+      frames_ = store_->room(room_);
     }
+    return frames_[used_];
+  }
+  void taken(const MessageBase* record, const uint8_t* bytes, std::size_t size) {
+    if (store_ == nullptr)
+      (*take_)(own_, record, bytes, size);
+    else
+      ++used_;
   }
 
   // Depth first, as Reader hands contained records out, and no deeper than it expands.
@@ -109,10 +115,11 @@ class Walker {
   }
 
   const CanFrameTake* take_;
-  const CanFrameBatchTake* batch_;
+  CanFrameStore* store_;
   const bool expand_;
-  std::array<CanFrame, 256> frames_;  // the batch; its first alone for take
-  std::size_t held_ = 0;
+  CanFrame own_;                  // take's frame
+  CanFrame* frames_ = nullptr;    // the store's room
+  std::size_t room_ = 0, used_ = 0;
   bool quiet_ = true;
 };
 
@@ -182,23 +189,22 @@ bool walkable(Part& part) {
   return reader.source().fd() >= 0 && reader.source().seekable() && reader.framing() == Framing::V1;
 }
 
-uint64_t takeClean(Part& part, const CanFrameTake* take, const CanFrameBatchTake* batch) {
+uint64_t takeClean(Part& part, const CanFrameTake* take, CanFrameStore* store) {
   if (!walkable(part)) return 0;
   Reader& reader = part.reader();
   const ReadPolicy& policy = reader.policy();
-  // On the heap: a batch of frames is too much for a worker thread's stack.
-  auto walker = std::make_unique<Walker>(take, batch, policy.expandContainers);
+  Walker walker(take, store, policy.expandContainers);
   uint64_t landing = 0, records = 0;
   {
     const detail::DecodePolicy decode{policy.invalidRecords, policy.decodeDiagnostics};
     detail::DecodePolicyScope decoding(decode);
-    detail::DiagnosticScope lines(walker->lines);
+    detail::DiagnosticScope lines(walker.lines);
     records = walk(
-        part, [&walker](const uint8_t* p, std::size_t length) { return walker->record(p, length); },
+        part, [&walker](const uint8_t* p, std::size_t length) { return walker.record(p, length); },
         landing);
   }
-  if (records == 0 || !walker->quiet()) return 0;
-  walker->flush();
+  walker.flush();
+  if (records == 0 || !walker.quiet()) return 0;
   // The part's reader goes on at the first record past the part, so that the part ends where
   // reading it from its start would have ended it. What is found there is the next part's.
   detail::ReaderAccess::restart(reader, detail::fileInput(reader.source().fd(), landing), landing,
@@ -213,8 +219,8 @@ uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take) {
   return takeClean(part, &take, nullptr);
 }
 
-uint64_t takeCleanCanFrameBatches(Part& part, const CanFrameBatchTake& take) {
-  return takeClean(part, nullptr, &take);
+uint64_t takeCleanCanFramesInto(Part& part, CanFrameStore& store) {
+  return takeClean(part, nullptr, &store);
 }
 
 std::optional<uint64_t> countCleanCanRecords(Part& part) {

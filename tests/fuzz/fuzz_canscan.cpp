@@ -3,7 +3,8 @@
 // very frames Part::next() would have, in the same order, and count the same records.
 //
 // Input: a control byte, then the file. Control bit 0: containers expanded; bits 1..2: parts of
-// 1, 2, 4 or 8 KiB; bit 3: the bytes repeated to 64 KiB, so that cuts fall inside records.
+// 1, 2, 4 or 8 KiB; bit 3: the bytes repeated to 64 KiB, so that cuts fall inside records;
+// bit 4: the frames decoded into rooms of the caller's.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -37,7 +38,7 @@ struct PartFrames {
 // The CAN frames of every part, through the fast path where it takes the part (fast set) or
 // through next() alone, and the records the parts held.
 PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, bool fast,
-               bool batches) {
+               bool stored) {
   ::lseek(fd, 0, SEEK_SET);
   vxtrace::ScanOptions options;
   options.threads = 1;
@@ -45,20 +46,25 @@ PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, b
   PartFrames all;
   vxtrace::scanParts(
       vxtrace::Source::descriptor(fd, "fuzz"), policy, options,
-      [fast, batches](vxtrace::Part& part) -> std::shared_ptr<void> {
+      [fast, stored](vxtrace::Part& part) -> std::shared_ptr<void> {
         auto got = std::make_shared<PartFrames>();
         part.setDiagnosticHandler([](uint64_t, vxtrace::DiagnosticLevel, const std::string&) {});
         if (fast) {
           const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
+          struct Rooms : vxtrace::CanFrameStore {  // odd rooms, to cross their ends often
+            std::vector<CanFrame>& frames;
+            explicit Rooms(std::vector<CanFrame>& f) : frames(f) {}
+            CanFrame* room(std::size_t& count) override {
+              frames.resize(frames.size() + (count = 7));
+              return frames.data() + frames.size() - 7;
+            }
+            void commit(std::size_t count) override { frames.resize(frames.size() - 7 + count); }
+          } rooms(got->frames);
           got->records =
-              batches ? vxtrace::takeCleanCanFrameBatches(
-                            part,
-                            [&got](const CanFrame* f, std::size_t n) {
-                              got->frames.insert(got->frames.end(), f, f + n);
-                            })
-                      : vxtrace::takeCleanCanFrames(
-                            part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*,
-                                         std::size_t) { got->frames.push_back(f); });
+              stored ? vxtrace::takeCleanCanFramesInto(part, rooms)
+                     : vxtrace::takeCleanCanFrames(
+                           part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*,
+                                        std::size_t) { got->frames.push_back(f); });
           if (got->records == 0) got->frames.clear();
           if (count && got->frames.size() > *count) std::abort();  // the count bounds the frames
         }

@@ -9,10 +9,12 @@
 
 namespace vxtrace {
 
+// No padding before data, so that an array of frames is a table readers can view column by
+// column (the Python package's columns are strided views of one).
 struct CanFrame {
   uint64_t timeUs = 0;  // microseconds since the epoch (the record's time stamp)
-  uint8_t channel = 0;  // zero-based logger CAN channel ("CAN #0" is can0)
   uint32_t id = 0;      // identifier without flag bits; 0 for error frames
+  uint8_t channel = 0;  // zero-based logger CAN channel ("CAN #0" is can0)
   bool extended = false;  // 29-bit identifier
   bool fd = false;
   bool brs = false;     // CAN FD bit-rate switch

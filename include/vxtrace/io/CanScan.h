@@ -30,11 +30,21 @@ using CanFrameTake = std::function<void(const CanFrame& frame, const MessageBase
 // part is as it was, to be read with next(). Call before the part's first next().
 VXTRACE_API uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take);
 
-// The same, with the frames handed over in batches (a few hundred at a time, in order): for a
-// caller that needs no frame's record or bytes, at less cost per frame. A part that is not
-// clean may have handed over batches before 0 is returned.
-using CanFrameBatchTake = std::function<void(const CanFrame* frames, std::size_t count)>;
-VXTRACE_API uint64_t takeCleanCanFrameBatches(Part& part, const CanFrameBatchTake& take);
+// Memory of a caller's own that takeCleanCanFramesInto decodes frames straight into.
+class VXTRACE_API CanFrameStore {
+ public:
+  virtual ~CanFrameStore() = default;
+  // Room for count frames (at least one), right after the frames committed so far. Each room
+  // is followed by one commit before the next room is asked for or the take returns.
+  virtual CanFrame* room(std::size_t& count) = 0;
+  // The first count frames of the room given last now hold frames; the rest of it is free.
+  virtual void commit(std::size_t count) = 0;
+};
+
+// The same, for a caller that needs no frame's record or bytes: the frames are decoded into
+// store, with no call per frame. A part that is not clean may have committed frames before 0
+// is returned.
+VXTRACE_API uint64_t takeCleanCanFramesInto(Part& part, CanFrameStore& store);
 
 // At least as many as the CAN frames takeCleanCanFrames would take from the part (the CAN
 // records of its chain), or nothing where it cannot tell without decoding: the part is not
