@@ -483,6 +483,11 @@ class Placement {
   std::set<std::size_t> claimed_;
 };
 
+// The most bytes of a part, and those it holds (the part and the longest record that may start
+// in it): little enough to be held by every thread at once, and for the heap to reuse.
+constexpr uint64_t kPartBytes = 16u << 20;
+constexpr std::size_t kHeldPartBytes = kPartBytes + (1u << 17);
+
 // A seekable file on threads threads: each part's frames are placed or gathered in its worker
 // thread, its problems gathered there, and all is joined in file order. Returns what
 // CanReader::read(-1) returns.
@@ -504,7 +509,7 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
   // costs a look for the next part's first record.
   CanColumns out;
   if (file.size()) {
-    options.partBytes = std::clamp<uint64_t>(*file.size() / threads + 1, 1u << 20, 256u << 20);
+    options.partBytes = std::clamp<uint64_t>(*file.size() / threads + 1, 1u << 20, kPartBytes);
     // Every record takes 16 bytes or more: enough rows unless containers hold more, in which
     // case their parts gather their frames.
     if (filter.empty() && threads > 1) out.reserve(static_cast<std::size_t>(*file.size() / 16 + 1));
@@ -558,6 +563,8 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           vxtrace::Filter own = filter;  // matches() marks values as seen: one per thread
           const bool filtering = !own.empty();
           std::size_t limit = 0;
+          // A placed part reads its bytes once, while the parts before it count theirs.
+          vxtrace::CanPartBytes bytes;
           if (placement.enabled()) {
             struct Unclaimed {  // whatever happens, the parts after this one learn where to go
               Placement& placement;
@@ -567,11 +574,12 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                 if (!done) placement.giveUp(index);
               }
             } guard{placement, part.index()};
+            bytes.read(part, kHeldPartBytes);
             // The last part's count would tell no part where to begin.
             const std::optional<uint64_t> count =
                 part.end() == std::numeric_limits<uint64_t>::max()
                     ? Placement::kRest
-                    : vxtrace::countCleanCanRecords(part);
+                    : vxtrace::countCleanCanRecords(part, &bytes);
             chunk->start = placement.claim(part.index(), count, limit);
             guard.done = true;
           }
@@ -597,12 +605,12 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
           } rows(out, *chunk, limit);
           if (filtering) {
             chunk->cleanRecords = vxtrace::takeCleanCanFrames(
-                part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* bytes,
+                part, [&](const CanFrame& f, const MessageBase* record, const uint8_t* frame,
                           std::size_t size) {
                   // The filter reads records: only a filtered read builds them.
                   std::unique_ptr<MessageBase> decoded;
                   if (record == nullptr) {
-                    decoded.reset(MessageBase::readFromByteArray(bytes, static_cast<unsigned>(size)));
+                    decoded.reset(MessageBase::readFromByteArray(frame, static_cast<unsigned>(size)));
                     record = decoded.get();
                   }
                   if (record != nullptr && own.matches(*record)) {
@@ -610,9 +618,10 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                     *rows.room(room) = f;
                     rows.commit(1);
                   }
-                });
+                },
+                &bytes);
           } else {
-            chunk->cleanRecords = vxtrace::takeCleanCanFramesInto(part, rows);
+            chunk->cleanRecords = vxtrace::takeCleanCanFramesInto(part, rows, &bytes);
           }
           if (chunk->cleanRecords == 0) {
             chunk->placed = 0;

@@ -125,13 +125,62 @@ class Walker {
 
 constexpr uint64_t kNowhere = ~uint64_t{0};
 
-// Walks the part's records from its first byte; the number of records, with landing set to
-// where the first record past the part begins (or the end of the input); 0 if not clean.
-// visit(record, length) says whether the record keeps the chain clean.
+// The longest record, marker included, and the marker of its successor: how far past a part's
+// end a clean chain's walk may read.
+constexpr std::size_t kPastEnd = 0xFFFF + 4 + 2;
+
+// A walk of the records in have bytes at data, from at on, the first byte at stream offset
+// base, up to the first record at or past end; eof: the input ends after them. visit(record,
+// length) says whether a record keeps the chain clean.
+struct Span {
+  const uint8_t* data;
+  std::size_t have;
+  uint64_t base;
+  bool eof;
+};
+enum class Walked { Landed, Unclean, More };
 template <typename Visit>
-uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
-  const int fd = part.reader().source().fd();
+Walked walkSpan(const Span& span, uint64_t end, Visit& visit, std::size_t& at, uint64_t& records,
+                uint64_t& landing) {
+  const std::size_t have = span.have;
+  while (have - at >= 4) {
+    if (end != kNowhere && span.base + at >= end) {
+      landing = span.base + at;
+      return Walked::Landed;
+    }
+    const uint8_t* p = span.data + at;
+    if (p[0] != 0x55 || p[1] != 0xAA) return Walked::Unclean;
+    const std::size_t length = loadBE16(p + 2) + std::size_t{4};
+    if (length < 16) return Walked::Unclean;
+    if (have - at < length) break;
+    // Its successor must start with a marker too, or the input end right after it.
+    if (have - at >= length + 2 && (p[length] != 0x55 || p[length + 1] != 0xAA))
+      return Walked::Unclean;
+    if (have - at < length + 2 && !span.eof) break;
+    if (!visit(p, length)) return Walked::Unclean;
+    at += length;
+    ++records;
+  }
+  if (!span.eof) return Walked::More;
+  landing = span.base + at;
+  return at == have ? Walked::Landed : Walked::Unclean;
+}
+
+// Walks the part's records from its first byte, in bytes when they are the part's, else from
+// the file; the number of records, with landing set to where the first record past the part
+// begins (or the end of the input); 0 if not clean.
+template <typename Visit>
+uint64_t walk(Part& part, const CanPartBytes* bytes, Visit&& visit, uint64_t& landing) {
   const uint64_t end = part.end();
+  uint64_t records = 0;
+  std::size_t at = 0;
+  if (bytes != nullptr && bytes->data() != nullptr && bytes->begin() == part.begin()) {
+    // They hold the longest record that may start in the part: a walk that asks for more has
+    // met no clean chain.
+    const Span span{bytes->data(), bytes->size(), bytes->begin(), bytes->toEnd()};
+    return walkSpan(span, end, visit, at, records, landing) == Walked::Landed ? records : 0;
+  }
+  const int fd = part.reader().source().fd();
   uint64_t base = part.begin();  // stream offset of buffer[0]
   uint64_t readAt = base;
   // Four of the longest records. Not zeroed: every byte walked is read into it first.
@@ -139,7 +188,6 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
   const std::unique_ptr<uint8_t[]> buffer(new uint8_t[kBuffer]);
   std::size_t have = 0;
   bool eof = false;
-  uint64_t records = 0;
   for (;;) {
     if (!eof && have < kBuffer) {
       const ssize_t n = ::pread(fd, buffer.get() + have, kBuffer - have,
@@ -150,31 +198,18 @@ uint64_t walk(Part& part, Visit&& visit, uint64_t& landing) {
       have += static_cast<std::size_t>(n);
       if (n > 0) continue;  // fill the buffer before walking it
     }
-    std::size_t at = 0;
-    while (have - at >= 4) {
-      if (end != kNowhere && base + at >= end) {
-        landing = base + at;
+    at = 0;
+    switch (walkSpan(Span{buffer.get(), have, base, eof}, end, visit, at, records, landing)) {
+      case Walked::Landed:
         return records;
-      }
-      const uint8_t* p = buffer.get() + at;
-      if (p[0] != 0x55 || p[1] != 0xAA) return 0;
-      const std::size_t length = loadBE16(p + 2) + std::size_t{4};
-      if (length < 16) return 0;
-      if (have - at < length) break;
-      // Its successor must start with a marker too, or the input end right after it.
-      if (have - at >= length + 2 && (p[length] != 0x55 || p[length + 1] != 0xAA)) return 0;
-      if (have - at < length + 2 && !eof) break;
-      if (!visit(p, length)) return 0;
-      at += length;
-      ++records;
+      case Walked::Unclean:
+        return 0;
+      case Walked::More:
+        break;
     }
     std::memmove(buffer.get(), buffer.get() + at, have - at);
     have -= at;
     base += at;
-    if (eof) {
-      landing = base;
-      return have == 0 ? records : 0;
-    }
   }
 }
 
@@ -189,7 +224,8 @@ bool walkable(Part& part) {
   return reader.source().fd() >= 0 && reader.source().seekable() && reader.framing() == Framing::V1;
 }
 
-uint64_t takeClean(Part& part, const CanFrameTake* take, CanFrameStore* store) {
+uint64_t takeClean(Part& part, const CanFrameTake* take, CanFrameStore* store,
+                   const CanPartBytes* bytes) {
   if (!walkable(part)) return 0;
   Reader& reader = part.reader();
   const ReadPolicy& policy = reader.policy();
@@ -200,7 +236,8 @@ uint64_t takeClean(Part& part, const CanFrameTake* take, CanFrameStore* store) {
     detail::DecodePolicyScope decoding(decode);
     detail::DiagnosticScope lines(walker.lines);
     records = walk(
-        part, [&walker](const uint8_t* p, std::size_t length) { return walker.record(p, length); },
+        part, bytes,
+        [&walker](const uint8_t* p, std::size_t length) { return walker.record(p, length); },
         landing);
   }
   walker.flush();
@@ -215,19 +252,51 @@ uint64_t takeClean(Part& part, const CanFrameTake* take, CanFrameStore* store) {
 
 }  // namespace
 
-uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take) {
-  return takeClean(part, &take, nullptr);
+bool CanPartBytes::read(Part& part, std::size_t maxBytes) {
+  data_.reset();
+  size_ = 0;
+  if (!walkable(part)) return false;
+  const std::optional<uint64_t> inputSize = part.reader().source().size();
+  const uint64_t begin = part.begin(), end = part.end();
+  if (!inputSize || *inputSize < begin) return false;
+  const uint64_t left = *inputSize - begin;
+  const bool toEnd = end == kNowhere || end - begin >= left - std::min<uint64_t>(left, kPastEnd);
+  const uint64_t want = toEnd ? left : end - begin + kPastEnd;
+  if (want > maxBytes) return false;
+  // Not zeroed: every byte is read into it.
+  std::unique_ptr<uint8_t[]> data(new uint8_t[static_cast<std::size_t>(want)]);
+  std::size_t got = 0;
+  while (got < want) {
+    const ssize_t n = ::pread(part.reader().source().fd(), data.get() + got,
+                              static_cast<std::size_t>(want) - got, static_cast<off_t>(begin + got));
+    if (n <= 0) break;
+    got += static_cast<std::size_t>(n);
+  }
+  // A file that changed size since it was opened is read from the file, as it is then.
+  uint8_t past;
+  if (got != want || (toEnd && ::pread(part.reader().source().fd(), &past, 1,
+                                       static_cast<off_t>(begin + want)) != 0))
+    return false;
+  data_ = std::move(data);
+  size_ = got;
+  begin_ = begin;
+  toEnd_ = toEnd;
+  return true;
 }
 
-uint64_t takeCleanCanFramesInto(Part& part, CanFrameStore& store) {
-  return takeClean(part, nullptr, &store);
+uint64_t takeCleanCanFrames(Part& part, const CanFrameTake& take, const CanPartBytes* bytes) {
+  return takeClean(part, &take, nullptr, bytes);
 }
 
-std::optional<uint64_t> countCleanCanRecords(Part& part) {
+uint64_t takeCleanCanFramesInto(Part& part, CanFrameStore& store, const CanPartBytes* bytes) {
+  return takeClean(part, nullptr, &store, bytes);
+}
+
+std::optional<uint64_t> countCleanCanRecords(Part& part, const CanPartBytes* bytes) {
   if (!walkable(part)) return std::nullopt;
   uint64_t frames = 0, landing = 0;
   const uint64_t records = walk(
-      part,
+      part, bytes,
       [&frames](const uint8_t* p, std::size_t) {
         const auto id = static_cast<msgid_t>(loadBE16(p + 4));
         frames += isCan(id);

@@ -4,7 +4,7 @@
 //
 // Input: a control byte, then the file. Control bit 0: containers expanded; bits 1..2: parts of
 // 1, 2, 4 or 8 KiB; bit 3: the bytes repeated to 64 KiB, so that cuts fall inside records;
-// bit 4: the frames decoded into rooms of the caller's.
+// bit 4: the frames decoded into rooms of the caller's; bit 5: the parts' bytes read at once.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -38,7 +38,7 @@ struct PartFrames {
 // The CAN frames of every part, through the fast path where it takes the part (fast set) or
 // through next() alone, and the records the parts held.
 PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, bool fast,
-               bool stored) {
+               bool stored, bool held) {
   ::lseek(fd, 0, SEEK_SET);
   vxtrace::ScanOptions options;
   options.threads = 1;
@@ -46,11 +46,13 @@ PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, b
   PartFrames all;
   vxtrace::scanParts(
       vxtrace::Source::descriptor(fd, "fuzz"), policy, options,
-      [fast, stored](vxtrace::Part& part) -> std::shared_ptr<void> {
+      [fast, stored, held](vxtrace::Part& part) -> std::shared_ptr<void> {
         auto got = std::make_shared<PartFrames>();
         part.setDiagnosticHandler([](uint64_t, vxtrace::DiagnosticLevel, const std::string&) {});
         if (fast) {
-          const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part);
+          vxtrace::CanPartBytes bytes;
+          if (held) bytes.read(part, std::size_t{1} << 20);
+          const std::optional<uint64_t> count = vxtrace::countCleanCanRecords(part, &bytes);
           struct Rooms : vxtrace::CanFrameStore {  // odd rooms, to cross their ends often
             std::vector<CanFrame>& frames;
             explicit Rooms(std::vector<CanFrame>& f) : frames(f) {}
@@ -61,10 +63,12 @@ PartFrames scan(int fd, const vxtrace::ReadPolicy& policy, uint64_t partBytes, b
             void commit(std::size_t count) override { frames.resize(frames.size() - 7 + count); }
           } rooms(got->frames);
           got->records =
-              stored ? vxtrace::takeCleanCanFramesInto(part, rooms)
+              stored ? vxtrace::takeCleanCanFramesInto(part, rooms, &bytes)
                      : vxtrace::takeCleanCanFrames(
-                           part, [&got](const CanFrame& f, const MessageBase*, const uint8_t*,
-                                        std::size_t) { got->frames.push_back(f); });
+                           part,
+                           [&got](const CanFrame& f, const MessageBase*, const uint8_t*,
+                                  std::size_t) { got->frames.push_back(f); },
+                           &bytes);
           if (got->records == 0) got->frames.clear();
           if (count && got->frames.size() > *count) std::abort();  // the count bounds the frames
         }
@@ -102,8 +106,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* input, size_t size) {
   policy.framing = vxtrace::Framing::V1;
   policy.expandContainers = (control & 1) != 0;
   const uint64_t partBytes = uint64_t{1024} << ((control >> 1) & 3);
-  const PartFrames fast = scan(fd, policy, partBytes, true, (control & 16) != 0);
-  const PartFrames plain = scan(fd, policy, partBytes, false, false);
+  const PartFrames fast =
+      scan(fd, policy, partBytes, true, (control & 16) != 0, (control & 32) != 0);
+  const PartFrames plain = scan(fd, policy, partBytes, false, false, false);
   ::close(fd);
   if (fast.records != plain.records) vxfuzz::fail("the fast path counts other records", nullptr);
   if (fast.frames.size() != plain.frames.size())
