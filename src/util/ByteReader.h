@@ -79,4 +79,34 @@ class ByteReader {
   bool failed_ = false;
 };
 
+// ByteReader's reads without their bounds checks, for the fixed part of a frame after one check
+// that all of it is there (length >= the fixed part's size, which the caller guarantees). Only
+// the reads of the fixed part may go unchecked: a count taken from the data goes through
+// remaining() first.
+class FixedReader {
+ public:
+  FixedReader(const uint8_t* data, std::size_t length) : p_(data), end_(data + length) {}
+
+  std::size_t remaining() const { return static_cast<std::size_t>(end_ - p_); }
+  uint8_t u8() { return *p_++; }
+  uint16_t be16() { return loadBE16(take(2)); }
+  uint32_t be32() { return loadBE32(take(4)); }
+  uint64_t be64() { return loadBE64(take(8)); }
+  // n at most remaining().
+  void bytes(void* dst, std::size_t n) {
+    if (n != 0) std::memcpy(dst, take(n), n);
+  }
+  void skip(std::size_t n) { p_ += n; }
+
+ private:
+  const uint8_t* take(std::size_t n) {
+    const uint8_t* p = p_;
+    p_ += n;
+    return p;
+  }
+
+  const uint8_t* p_;
+  const uint8_t* end_;
+};
+
 }  // namespace vxtrace::detail
