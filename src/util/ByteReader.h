@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "util/ByteOrder.h"
 #include "util/Reject.h"
@@ -77,6 +78,38 @@ class ByteReader {
   uint8_t cut_[8];
   std::size_t pos_ = 0;
   bool failed_ = false;
+};
+
+// Big-endian 16-bit words in place, as a random-access iterator: a vector assigned a range of
+// them is filled in one pass, without the zero-fill of resize() first.
+class Be16Iterator {
+ public:
+  using iterator_category = std::random_access_iterator_tag;
+  using value_type = uint16_t;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const uint16_t*;
+  using reference = uint16_t;
+
+  explicit Be16Iterator(const uint8_t* p) : p_(p) {}
+  uint16_t operator*() const { return loadBE16(p_); }
+  Be16Iterator& operator++() {
+    p_ += 2;
+    return *this;
+  }
+  Be16Iterator& operator--() {
+    p_ -= 2;
+    return *this;
+  }
+  Be16Iterator& operator+=(difference_type n) {
+    p_ += 2 * n;
+    return *this;
+  }
+  difference_type operator-(const Be16Iterator& other) const { return (p_ - other.p_) / 2; }
+  bool operator==(const Be16Iterator& other) const { return p_ == other.p_; }
+  bool operator!=(const Be16Iterator& other) const { return p_ != other.p_; }
+
+ private:
+  const uint8_t* p_;
 };
 
 // Copies n bytes (dst and src apart) in pieces of 16, 8, 4 or single bytes, the last piece
