@@ -55,24 +55,34 @@ CANExtTraceMessage::CANExtTraceMessage(unsigned long long ts, uint8_t channel_, 
 
 CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned int frameLength)
     : CANTraceMessageBase(MSGID_CAN_EXT, 0) {
-  ByteReader r(frameBytes, frameLength);
-  readFrameHeader(r, *this);
-  channel = r.u8();
-  const uint8_t frameByte = r.u8();
-  state = r.u8();
-  length = r.u8();
-  if (frameByte > CAN_FRAME_TXREQUEST) throwBadEnum("canframe_t", frameByte);
-  // The value reported is the frame byte, not the state byte; long-standing behaviour, kept.
-  if ((state & kCanStateReservedMask) != 0) throwBadEnum("canstaterr_t", frameByte);
-  frame = static_cast<canframe_t>(frameByte);
-  if (!carriesIdentifier()) return;  // length stays as read, id 0, type as constructed
-  const uint32_t word = r.be32();
-  if ((word & kWordBit29) != 0) throwBadEnum("CAN-ID bit 29 set", 0);
-  type = getCANTypeFromFrame(word);
-  id = (type == CAN_TYPE_EXTENDED || type == CAN_TYPE_FD_EXT) ? (word & 0x1FFFFFFFu)
-                                                              : (word & 0x7FFu);
-  if (length > sizeof data) length = sizeof data;
-  r.bytes(data, std::min<std::size_t>(length, r.remaining()));
+  auto decode = [this](auto& r) {
+    readFrameHeader(r, *this);
+    channel = r.u8();
+    const uint8_t frameByte = r.u8();
+    state = r.u8();
+    length = r.u8();
+    if (frameByte > CAN_FRAME_TXREQUEST) throwBadEnum("canframe_t", frameByte);
+    // The value reported is the frame byte, not the state byte; long-standing behaviour, kept.
+    if ((state & kCanStateReservedMask) != 0) throwBadEnum("canstaterr_t", frameByte);
+    frame = static_cast<canframe_t>(frameByte);
+    if (!carriesIdentifier()) return;  // length stays as read, id 0, type as constructed
+    const uint32_t word = r.be32();
+    if ((word & kWordBit29) != 0) throwBadEnum("CAN-ID bit 29 set", 0);
+    type = getCANTypeFromFrame(word);
+    id = (type == CAN_TYPE_EXTENDED || type == CAN_TYPE_FD_EXT) ? (word & 0x1FFFFFFFu)
+                                                                : (word & 0x7FFu);
+    if (length > sizeof data) length = sizeof data;
+    r.bytes(data, std::min<std::size_t>(length, r.remaining()));
+  };
+  // Header, fields and identifier word all there (the usual case): one bounds check for them.
+  constexpr unsigned int kFixedPart = 22;
+  if (frameLength >= kFixedPart) {
+    FixedReader r(frameBytes, frameLength);
+    decode(r);
+  } else {
+    ByteReader r(frameBytes, frameLength);
+    decode(r);
+  }
 }
 
 cantype_t CANExtTraceMessage::getCANTypeFromFrame(unsigned int word) {

@@ -35,19 +35,29 @@ CANTraceMessage::CANTraceMessage(unsigned long long ts, uint8_t channel_, canfra
 CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int frameLength)
     : CANTraceMessage(MSGID_CAN, 0) {
   // The classic record checks nothing: a short frame decodes with its missing bytes as 0.
-  ByteReader r(frameBytes, frameLength);
-  readFrameHeader(r, *this);
-  channel = r.u8();
-  frame = static_cast<canframe_t>(r.u8());
-  state = r.u8();
-  length = r.u8();
-  if (frame == CAN_FRAME_ERROR) {
-    length = 0;  // an error frame carries no identifier and no data, whatever its length byte
-    return;
+  auto decode = [this](auto& r) {
+    readFrameHeader(r, *this);
+    channel = r.u8();
+    frame = static_cast<canframe_t>(r.u8());
+    state = r.u8();
+    length = r.u8();
+    if (frame == CAN_FRAME_ERROR) {
+      length = 0;  // an error frame carries no identifier and no data, whatever its length byte
+      return;
+    }
+    id = r.be16();
+    if (length > sizeof data) length = sizeof data;
+    r.bytes(data, std::min<std::size_t>(length, r.remaining()));
+  };
+  // Header, fields and identifier all there (the usual case): one bounds check for them all.
+  constexpr unsigned int kFixedPart = 20;
+  if (frameLength >= kFixedPart) {
+    FixedReader r(frameBytes, frameLength);
+    decode(r);
+  } else {
+    ByteReader r(frameBytes, frameLength);
+    decode(r);
   }
-  id = r.be16();
-  if (length > sizeof data) length = sizeof data;
-  r.bytes(data, std::min<std::size_t>(length, r.remaining()));
 }
 
 VXTRACE_RECORD_CREATOR(CANTraceMessage)

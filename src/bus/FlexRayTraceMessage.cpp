@@ -65,8 +65,8 @@ FlexRayTraceMessage::FlexRayTraceMessage(const unsigned char* data, unsigned int
   const std::size_t words =
       std::min<std::size_t>(frame.cycleWord & kPayloadCountMask, in.remaining() / 2);
   const uint8_t* const p = in.bytes(2 * words);
-  frame.payload.resize(words);  // sized once: push_back checks the capacity for every word
-  for (std::size_t i = 0; i < words; ++i) frame.payload[i] = loadBE16(p + 2 * i);
+  // Sized once (push_back checks the capacity for every word) and not zero-filled first.
+  frame.payload.assign(Be16Iterator(p), Be16Iterator(p + 2 * words));
 }
 
 MessageBase* FlexRayTraceMessage::readFromByteArray(const unsigned char* data,

@@ -72,9 +72,10 @@ LINTraceMessage::LINTraceMessage(const unsigned char* bytes, unsigned int length
   headerTime = in.be16();
   linId = in.u8();
   const std::size_t n = std::min<std::size_t>(in.u8(), kLinMaxDecodedData);
-  // Data bytes the count promises but the frame lacks read as 0.
-  data.assign(n, 0);
-  in.bytes(data.data(), std::min(n, in.remaining()));
+  const std::size_t present = std::min(n, in.remaining());
+  const uint8_t* const p = in.bytes(present);
+  data.assign(p, p + present);
+  data.resize(n);  // data bytes the count promises but the frame lacks read as 0
 }
 
 VXTRACE_RECORD_MEMBERS(LINTraceMessage)

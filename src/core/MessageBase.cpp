@@ -14,10 +14,8 @@
 #include "util/Hex.h"
 #include "util/LineText.h"
 #include "util/StreamStateGuard.h"
-#include "vxtrace/InvalidMessage.h"
 #include "vxtrace/PlatformUtil.h"
 
-using vxtrace::detail::loadBE16;
 using vxtrace::detail::loadBE64;
 using vxtrace::detail::errorLog;
 using vxtrace::detail::storeBE16;
@@ -90,38 +88,6 @@ unsigned int MessageBase::createByteArray(std::vector<unsigned char>& buf, bool 
   }
   unsigned char* out = buf.data() + start;
   return writeToByteArray(out, n, withSync);
-}
-
-MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned int length) {
-  // The two rejects of the decoder itself need no exception: build the result directly.
-  // A reader's own policy, when one decodes on this thread, stands in for invalidHandling and
-  // the registry.
-  int handling = 0;
-  auto reject = [&](int cause) -> MessageBase* {
-    if (handling != 1) return nullptr;
-    InvalidMessage* msg = new InvalidMessage(data, length);
-    msg->cause = cause;
-    return msg;
-  };
-  if (length < 4) {
-    handling = vxtrace::detail::invalidHandling();
-    return reject(invalidLength);
-  }
-  const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
-  const creator_t create = vxtrace::detail::findCreator(id, handling);
-  if (create == nullptr) return reject(invalidId);
-  try {
-    return create(data, length);
-  } catch (const InvalidMessageException& e) {
-    if (handling != 1) return nullptr;
-    InvalidMessage* msg = new InvalidMessage(data, length);
-    msg->cause = e.cause;
-    if (e.cause == invalidEnumValue) {
-      msg->enumValue = e.value;
-      msg->enumName = e.text;
-    }
-    return msg;
-  }
 }
 
 bool MessageBase::registerMessage(msgid_t id, creator_t creator) {

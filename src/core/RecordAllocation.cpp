@@ -78,9 +78,10 @@ void arm(ThreadCache* c) {
   c->state = kOpen;
 }
 
-// The list of blocks of exactly size bytes, or kLists when such blocks are not kept.
+// The list of blocks of exactly size bytes, or kLists or more when such blocks are not kept.
+// (size - 1) / kGranule is size / kGranule - 1 for a multiple of kGranule, and huge for 0.
 std::size_t listOf(std::size_t size) {
-  return size - 1 < kMaxSize && size % kGranule == 0 ? size / kGranule - 1 : kLists;
+  return size % kGranule == 0 ? (size - 1) / kGranule : kLists;
 }
 
 }  // namespace

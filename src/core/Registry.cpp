@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "core/DecodePolicy.h"
+#include "util/ByteOrder.h"
 #include "vxtrace/vxtrace.h"
 
 namespace {
@@ -107,17 +108,17 @@ int invalidHandling() {
   return p->invalidRecords ? 1 : 0;
 }
 
-MessageBase::creator_t findCreator(msgid_t id, int& handling) {
-  const DecodePolicy* p = threadPolicy;
-  handling = p == nullptr ? MessageBase::invalidHandling : (p->invalidRecords ? 1 : 0);
-  if (p != nullptr && isDiagnostic(id)) {
-    if (!p->diagnostics) return nullptr;
-    for (const Entry& e : kDiagnostic)
-      if (e.id == id) return e.create;
-  }
-  auto it = MessageBase::creators.find(id);
-  if (it != MessageBase::creators.end()) return it->second;
-  if (p == nullptr) return nullptr;
+namespace {
+
+// The rarer answers of findCreator, out of line so that the decoder's own path stays short.
+[[gnu::noinline]] MessageBase::creator_t diagnosticCreator(const DecodePolicy& p, msgid_t id) {
+  if (!p.diagnostics) return nullptr;
+  for (const Entry& e : kDiagnostic)
+    if (e.id == id) return e.create;
+  return nullptr;
+}
+
+[[gnu::noinline]] MessageBase::creator_t standardCreator(msgid_t id) {
   // Built once, on first use, by whichever thread comes first; read-only after.
   static const std::unordered_map<msgid_t, MessageBase::creator_t, MessageBase::MsgidHash>
       standard = [] {
@@ -129,9 +130,58 @@ MessageBase::creator_t findCreator(msgid_t id, int& handling) {
   return s == standard.end() ? nullptr : s->second;
 }
 
+// The registry itself is looked up on every call: applications may change the public map at any
+// time, and any copy or cache of it could miss such a change.
+inline MessageBase::creator_t lookUp(msgid_t id, int& handling) {
+  const DecodePolicy* p = threadPolicy;
+  handling = p == nullptr ? MessageBase::invalidHandling : (p->invalidRecords ? 1 : 0);
+  if (p != nullptr && isDiagnostic(id)) return diagnosticCreator(*p, id);
+  auto it = MessageBase::creators.find(id);
+  if (it != MessageBase::creators.end()) return it->second;
+  return p == nullptr ? nullptr : standardCreator(id);
+}
+
+[[gnu::noinline]] MessageBase* rejectFrame(const unsigned char* data, unsigned int length,
+                                           int handling, int cause) {
+  if (handling != 1) return nullptr;
+  InvalidMessage* msg = new InvalidMessage(data, length);
+  msg->cause = cause;
+  return msg;
+}
+
+}  // namespace
+
+MessageBase::creator_t findCreator(msgid_t id, int& handling) { return lookUp(id, handling); }
+
 MessageBase::creator_t findCreator(msgid_t id) {
   int handling;
-  return findCreator(id, handling);
+  return lookUp(id, handling);
 }
 
 }  // namespace vxtrace::detail
+
+// Here rather than beside the rest of MessageBase, so that the creator lookup is inlined.
+// A reader's own policy, when one decodes on this thread, stands in for invalidHandling and the
+// registry.
+MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned int length) {
+  using namespace vxtrace::detail;
+  if (length < 4) {
+    return rejectFrame(data, length, vxtrace::detail::invalidHandling(), invalidLength);
+  }
+  int handling;
+  const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
+  const creator_t create = lookUp(id, handling);
+  if (create == nullptr) return rejectFrame(data, length, handling, invalidId);
+  try {
+    return create(data, length);
+  } catch (const InvalidMessageException& e) {
+    if (handling != 1) return nullptr;
+    InvalidMessage* msg = new InvalidMessage(data, length);
+    msg->cause = e.cause;
+    if (e.cause == invalidEnumValue) {
+      msg->enumValue = e.value;
+      msg->enumName = e.text;
+    }
+    return msg;
+  }
+}

@@ -341,42 +341,51 @@ bool TraceMessageBuffer::getNextMessageV2(uint8_t*& begin, uint8_t*& end) {
   return true;
 }
 
+namespace {
+
+// The exception for a frame the decoder refused: the decoder's own exception (caught: called
+// from inside its handler), or null without one, and the frame's bytes. Out of line, so that
+// the reader's path for every good frame carries none of this.
+[[noreturn, gnu::noinline]] void throwUndecodable(const unsigned char* frameStart,
+                                                  const unsigned char* end, bool caught) {
+  VXException error;
+  if (caught) {
+    try {
+      throw;
+    } catch (const VXException& e) {
+      error << e.str() << '\n';
+      error.addError(e.getErrorCode());
+    } catch (...) {
+      error << "[ERROR] unhandled exception" << '\n';
+    }
+  }
+  error << "[ERROR] failed to convert bytestream to trace message." << '\n'
+        << "[ERROR] raw data: " << std::hex << std::setfill('0');
+  MessageBase::dumpData<const unsigned char*>(error, frameStart, end);
+  throw error;
+}
+
+}  // namespace
+
 MessageBase* TraceMessageBuffer::getNextMessage() {
   dataSkipped = false;
   uint8_t* begin = nullptr;
   uint8_t* end = nullptr;
   if (!getNextMessageV1(begin, end)) return nullptr;
   const unsigned char* const frameStart = expectSync ? begin - 2 : begin;
-
-  enum { none, vxError, otherError } failure = none;
-  std::string cause;
-  int code = 0;
-  std::unique_ptr<MessageBase> msg;
+  MessageBase* msg;
   try {
-    msg.reset(MessageBase::readFromByteArray(begin, static_cast<unsigned int>(end - begin)));
-  } catch (const VXException& e) {
-    failure = vxError;
-    cause = e.str();
-    code = e.getErrorCode();
+    msg = MessageBase::readFromByteArray(begin, static_cast<unsigned int>(end - begin));
   } catch (...) {
-    failure = otherError;
+    throwUndecodable(frameStart, end, true);
   }
-  if (msg) {
-    if (keepRawData) msg->rawBytes.assign(frameStart, static_cast<const unsigned char*>(end));
-    return msg.release();
+  if (msg == nullptr) throwUndecodable(frameStart, end, false);
+  if (keepRawData) {
+    std::unique_ptr<MessageBase> owned(msg);
+    owned->rawBytes.assign(frameStart, static_cast<const unsigned char*>(end));
+    return owned.release();
   }
-
-  VXException error;
-  if (failure == vxError) {
-    error << cause << '\n';
-    error.addError(code);
-  } else if (failure == otherError) {
-    error << "[ERROR] unhandled exception" << '\n';
-  }
-  error << "[ERROR] failed to convert bytestream to trace message." << '\n'
-        << "[ERROR] raw data: " << std::hex << std::setfill('0');
-  MessageBase::dumpData<const unsigned char*>(error, frameStart, end);
-  throw error;
+  return msg;
 }
 
 std::ostream& operator<<(std::ostream& os, const TraceMessageBuffer& tmb) {

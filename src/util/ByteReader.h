@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "util/ByteOrder.h"
 #include "util/Reject.h"
@@ -77,6 +78,86 @@ class ByteReader {
   uint8_t cut_[8];
   std::size_t pos_ = 0;
   bool failed_ = false;
+};
+
+// Big-endian 16-bit words in place, as a random-access iterator: a vector assigned a range of
+// them is filled in one pass, without the zero-fill of resize() first.
+class Be16Iterator {
+ public:
+  using iterator_category = std::random_access_iterator_tag;
+  using value_type = uint16_t;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const uint16_t*;
+  using reference = uint16_t;
+
+  explicit Be16Iterator(const uint8_t* p) : p_(p) {}
+  uint16_t operator*() const { return loadBE16(p_); }
+  Be16Iterator& operator++() {
+    p_ += 2;
+    return *this;
+  }
+  Be16Iterator& operator--() {
+    p_ -= 2;
+    return *this;
+  }
+  Be16Iterator& operator+=(difference_type n) {
+    p_ += 2 * n;
+    return *this;
+  }
+  difference_type operator-(const Be16Iterator& other) const { return (p_ - other.p_) / 2; }
+  bool operator==(const Be16Iterator& other) const { return p_ == other.p_; }
+  bool operator!=(const Be16Iterator& other) const { return p_ != other.p_; }
+
+ private:
+  const uint8_t* p_;
+};
+
+// Copies n bytes (dst and src apart) in pieces of 16, 8, 4 or single bytes, the last piece
+// overlapping the one before: for the few to a few dozen bytes a decoder copies, cheaper than a
+// call into the C library or a compiler's byte loop.
+inline void copyShort(uint8_t* dst, const uint8_t* src, std::size_t n) {
+  if (n >= 16) {
+    for (std::size_t i = 0; i + 16 < n; i += 16) std::memcpy(dst + i, src + i, 16);
+    std::memcpy(dst + n - 16, src + n - 16, 16);
+  } else if (n >= 8) {
+    std::memcpy(dst, src, 8);
+    std::memcpy(dst + n - 8, src + n - 8, 8);
+  } else if (n >= 4) {
+    std::memcpy(dst, src, 4);
+    std::memcpy(dst + n - 4, src + n - 4, 4);
+  } else if (n != 0) {
+    dst[0] = src[0];
+    dst[n / 2] = src[n / 2];
+    dst[n - 1] = src[n - 1];
+  }
+}
+
+// ByteReader's reads without their bounds checks, for the fixed part of a frame after one check
+// that all of it is there (length >= the fixed part's size, which the caller guarantees). Only
+// the reads of the fixed part may go unchecked: a count taken from the data goes through
+// remaining() first.
+class FixedReader {
+ public:
+  FixedReader(const uint8_t* data, std::size_t length) : p_(data), end_(data + length) {}
+
+  std::size_t remaining() const { return static_cast<std::size_t>(end_ - p_); }
+  uint8_t u8() { return *p_++; }
+  uint16_t be16() { return loadBE16(take(2)); }
+  uint32_t be32() { return loadBE32(take(4)); }
+  uint64_t be64() { return loadBE64(take(8)); }
+  // n at most remaining().
+  void bytes(void* dst, std::size_t n) { copyShort(static_cast<uint8_t*>(dst), take(n), n); }
+  void skip(std::size_t n) { p_ += n; }
+
+ private:
+  const uint8_t* take(std::size_t n) {
+    const uint8_t* p = p_;
+    p_ += n;
+    return p;
+  }
+
+  const uint8_t* p_;
+  const uint8_t* end_;
 };
 
 }  // namespace vxtrace::detail

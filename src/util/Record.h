@@ -43,6 +43,11 @@ inline void readFrameHeader(ByteReader& in, MessageBase& msg) {
   msg.headerWord = in.be16();
   msg.timeStamp = in.be64();
 }
+inline void readFrameHeader(FixedReader& in, MessageBase& msg) {
+  in.skip(4);
+  msg.headerWord = in.be16();
+  msg.timeStamp = in.be64();
+}
 
 // The writer of every record: marker and header (MessageBase::writeToByteArray, which checks
 // the room for the whole declared frame), then body(ByteWriter&), then zeros for the bytes the

@@ -46,6 +46,19 @@ TEST(CANExtTraceMessage, ClampsLengthToTheDataStore) {
   EXPECT_EQ(63, m.data[63]);
 }
 
+// Every length, so every piece size and overlap of the data copy: the bytes, and zeros after.
+TEST(CANExtTraceMessage, DecodesEveryDataLengthExactly) {
+  for (int n = 0; n <= 64; ++n) {
+    Bytes body = hex("00 00 00 00 00 00 01 23");
+    body[3] = static_cast<uint8_t>(n);
+    for (int i = 0; i < n; ++i) body.push_back(static_cast<uint8_t>(0x80 + i));
+    const Bytes f = vxtest::frame(MSGID_CAN_EXT, 0, body);
+    CANExtTraceMessage m(f.data(), static_cast<unsigned int>(f.size()));
+    ASSERT_EQ(n, m.length);
+    for (int i = 0; i < 64; ++i) ASSERT_EQ(i < n ? 0x80 + i : 0, m.data[i]) << n << " " << i;
+  }
+}
+
 TEST(CANExtTraceMessage, ComparesWithStoredWordIncludingFlagBits) {
   CANExtTraceMessage std11(7, 2, CAN_FRAME_STANDARD, 0, CAN_TYPE_STANDARD, 0x123, Bytes{1, 2});
   Bytes bytes = vxtest::serialise(std11);
