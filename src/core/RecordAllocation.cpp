@@ -40,42 +40,41 @@ struct FreeBlock {
   FreeBlock* next;
 };
 
-// Trivially constructed and destroyed, so that reaching it costs no guard; zero at thread start.
-enum : uint8_t { kUnarmed, kOpen, kClosed };
 struct ThreadCache {
-  FreeBlock* head[kLists];
-  uint8_t count[kLists];
-  uint8_t state;  // kUnarmed until the release at thread exit is registered; kClosed after it ran
+  FreeBlock* head[kLists] = {};
+  uint8_t count[kLists] = {};
 };
-thread_local ThreadCache cache;
+// A thread's cache, made at its first free; kClosed once its release ran at thread exit (blocks
+// freed by later thread-exit destructors go to the heap). One pointer in the initial-exec model:
+// the thread pointer plus an offset, where the general model calls into the dynamic linker at
+// every record. A library loaded with dlopen may take that little static TLS.
+ThreadCache closedCache;
+ThreadCache* const kClosed = &closedCache;
+thread_local ThreadCache* cache [[gnu::tls_model("initial-exec")]] = nullptr;
 
-// Blocks freed after the release ran (by later thread-exit destructors) go to the heap.
 struct Release {
   ~Release() {
-    ThreadCache* const c = &cache;
-    for (std::size_t i = 0; i < kLists; ++i) {
-      while (FreeBlock* b = c->head[i]) {
-        c->head[i] = b->next;
+    ThreadCache* const c = cache;
+    cache = kClosed;
+    for (FreeBlock* b : c->head) {
+      while (b != nullptr) {
+        FreeBlock* const next = b->next;
         ::operator delete(b);
+        b = next;
       }
-      c->count[i] = 0;
     }
-    c->state = kClosed;
+    delete c;
   }
 };
 
-// The cache's address, computed once: compilers otherwise repeat the call into the dynamic
-// linker that finds it at each use.
-inline ThreadCache* threadCache() {
-  ThreadCache* c = &cache;
-  asm("" : "+r"(c));
-  return c;
-}
-
-void arm(ThreadCache* c) {
+// The cache of a thread that has none yet, or null where none can be made.
+ThreadCache* arm() {
+  auto* c = new (std::nothrow) ThreadCache();
+  if (c == nullptr) return nullptr;
+  cache = c;
   thread_local Release release;
   static_cast<void>(release);
-  c->state = kOpen;
+  return c;
 }
 
 // The list of blocks of exactly size bytes, or kLists or more when such blocks are not kept.
@@ -89,11 +88,12 @@ std::size_t listOf(std::size_t size) {
 void* MessageBase::operator new(std::size_t size) {
   const std::size_t i = listOf(size);
   if (i < kLists) {
-    ThreadCache* const c = threadCache();
-    if (FreeBlock* b = c->head[i]) {
-      c->head[i] = b->next;
-      --c->count[i];
-      return b;
+    if (ThreadCache* const c = cache) {
+      if (FreeBlock* b = c->head[i]) {
+        c->head[i] = b->next;
+        --c->count[i];
+        return b;
+      }
     }
   }
   return ::operator new(size);
@@ -103,9 +103,9 @@ void MessageBase::operator delete(void* p, std::size_t size) noexcept {
   if (p == nullptr) return;
   const std::size_t i = listOf(size);
   if (i < kLists) {
-    ThreadCache* const c = threadCache();
-    if (c->count[i] < kCap && c->state != kClosed) {
-      if (c->state == kUnarmed) arm(c);
+    ThreadCache* c = cache;
+    if (c == nullptr) c = arm();
+    if (c != nullptr && c != kClosed && c->count[i] < kCap) {
       auto* b = static_cast<FreeBlock*>(p);
       b->next = c->head[i];
       c->head[i] = b;

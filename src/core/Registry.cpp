@@ -93,7 +93,8 @@ void MessageBase::registerMessages() {
 namespace vxtrace::detail {
 
 namespace {
-thread_local const DecodePolicy* threadPolicy = nullptr;
+// Read at every record: the initial-exec model reaches it through the thread pointer.
+thread_local const DecodePolicy* threadPolicy [[gnu::tls_model("initial-exec")]] = nullptr;
 }
 
 DecodePolicyScope::DecodePolicyScope(const DecodePolicy& policy) : previous_(threadPolicy) {
