@@ -133,6 +133,11 @@ class VXTRACE_API XCP_Message : public MessageBase {
     FLX_SET_DAQ_FLX_BUF = 0xFB,
     FLX_GET_DAQ_CLOCK_MULTICAST = 0xFA
   };
+  // The class's own ERR_INVALID is meant to hide the remote-control one in the global namespace.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wshadow"
+#endif
   enum errorPacketCode_t : int {
     ERR_INVALID = -1,
     ERR_CMD_SYNCH = 0x00,
@@ -157,6 +162,9 @@ class VXTRACE_API XCP_Message : public MessageBase {
     ERR_SUBCMD_UNKNOWN = 0x34,
     ERR_TIMECORR_STATE_CHANGE = 0x35
   };
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
   enum eventPacketCode_t : int {
     EV_INVALID = -1,
     EV_RESUME_MODE = 0x00,
