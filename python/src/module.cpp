@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -590,6 +589,11 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
             const std::size_t limit;
             bool placing = false;
             Rows(CanColumns& o, Chunk& c, std::size_t l) : out(o), chunk(c), limit(l) {}
+            void push(const CanFrame& f) {
+              std::size_t count;
+              *room(count) = f;
+              commit(1);
+            }
             CanFrame* room(std::size_t& count) override {
               placing = chunk.placed < limit;
               if (!placing) return chunk.columns.room(count);
@@ -613,11 +617,7 @@ py::tuple readCanInParts(py::handle source, const vxtrace::Filter& filter, unsig
                     decoded.reset(MessageBase::readFromByteArray(frame, static_cast<unsigned>(size)));
                     record = decoded.get();
                   }
-                  if (record != nullptr && own.matches(*record)) {
-                    std::size_t room;
-                    *rows.room(room) = f;
-                    rows.commit(1);
-                  }
+                  if (record != nullptr && own.matches(*record)) rows.push(f);
                 },
                 &bytes);
           } else {

@@ -74,15 +74,7 @@ CANExtTraceMessage::CANExtTraceMessage(const unsigned char* frameBytes, unsigned
     if (length > sizeof data) length = sizeof data;
     r.bytes(data, std::min<std::size_t>(length, r.remaining()));
   };
-  // Header, fields and identifier word all there (the usual case): one bounds check for them.
-  constexpr unsigned int kFixedPart = 22;
-  if (frameLength >= kFixedPart) {
-    FixedReader r(frameBytes, frameLength);
-    decode(r);
-  } else {
-    ByteReader r(frameBytes, frameLength);
-    decode(r);
-  }
+  readFrame(frameBytes, frameLength, 22, decode);  // header, fields and identifier word
 }
 
 cantype_t CANExtTraceMessage::getCANTypeFromFrame(unsigned int word) {

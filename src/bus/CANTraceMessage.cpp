@@ -49,15 +49,7 @@ CANTraceMessage::CANTraceMessage(const unsigned char* frameBytes, unsigned int f
     if (length > sizeof data) length = sizeof data;
     r.bytes(data, std::min<std::size_t>(length, r.remaining()));
   };
-  // Header, fields and identifier all there (the usual case): one bounds check for them all.
-  constexpr unsigned int kFixedPart = 20;
-  if (frameLength >= kFixedPart) {
-    FixedReader r(frameBytes, frameLength);
-    decode(r);
-  } else {
-    ByteReader r(frameBytes, frameLength);
-    decode(r);
-  }
+  readFrame(frameBytes, frameLength, 20, decode);  // header, fields and identifier
 }
 
 VXTRACE_RECORD_CREATOR(CANTraceMessage)

@@ -103,11 +103,16 @@ DecodePolicyScope::DecodePolicyScope(const DecodePolicy& policy) : previous_(thr
 
 DecodePolicyScope::~DecodePolicyScope() { threadPolicy = previous_; }
 
-int invalidHandling() {
-  const DecodePolicy* p = threadPolicy;
-  if (p == nullptr) return MessageBase::invalidHandling;
-  return p->invalidRecords ? 1 : 0;
+namespace {
+
+// The thread's reader policy stands in for the global setting.
+inline int handlingUnder(const DecodePolicy* p) {
+  return p == nullptr ? MessageBase::invalidHandling : (p->invalidRecords ? 1 : 0);
 }
+
+}  // namespace
+
+int invalidHandling() { return handlingUnder(threadPolicy); }
 
 namespace {
 
@@ -135,15 +140,15 @@ namespace {
 // time, and any copy or cache of it could miss such a change.
 inline MessageBase::creator_t lookUp(msgid_t id, int& handling) {
   const DecodePolicy* p = threadPolicy;
-  handling = p == nullptr ? MessageBase::invalidHandling : (p->invalidRecords ? 1 : 0);
+  handling = handlingUnder(p);
   if (p != nullptr && isDiagnostic(id)) return diagnosticCreator(*p, id);
   auto it = MessageBase::creators.find(id);
   if (it != MessageBase::creators.end()) return it->second;
   return p == nullptr ? nullptr : standardCreator(id);
 }
 
-[[gnu::noinline]] MessageBase* rejectFrame(const unsigned char* data, unsigned int length,
-                                           int handling, int cause) {
+[[gnu::noinline]] InvalidMessage* rejectFrame(const unsigned char* data, unsigned int length,
+                                              int handling, int cause) {
   if (handling != 1) return nullptr;
   InvalidMessage* msg = new InvalidMessage(data, length);
   msg->cause = cause;
@@ -166,9 +171,7 @@ MessageBase::creator_t findCreator(msgid_t id) {
 // registry.
 MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned int length) {
   using namespace vxtrace::detail;
-  if (length < 4) {
-    return rejectFrame(data, length, vxtrace::detail::invalidHandling(), invalidLength);
-  }
+  if (length < 4) return rejectFrame(data, length, vxtrace::detail::invalidHandling(), invalidLength);
   int handling;
   const msgid_t id = static_cast<msgid_t>(loadBE16(data + 2));
   const creator_t create = lookUp(id, handling);
@@ -176,10 +179,8 @@ MessageBase* MessageBase::readFromByteArray(const unsigned char* data, unsigned 
   try {
     return create(data, length);
   } catch (const InvalidMessageException& e) {
-    if (handling != 1) return nullptr;
-    InvalidMessage* msg = new InvalidMessage(data, length);
-    msg->cause = e.cause;
-    if (e.cause == invalidEnumValue) {
+    InvalidMessage* msg = rejectFrame(data, length, handling, e.cause);
+    if (msg != nullptr && e.cause == invalidEnumValue) {
       msg->enumValue = e.value;
       msg->enumName = e.text;
     }

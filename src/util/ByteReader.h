@@ -160,4 +160,17 @@ class FixedReader {
   const uint8_t* end_;
 };
 
+// Calls decode(reader) with a FixedReader when the frame holds its fixed part of fixedPart bytes
+// (the usual case: one bounds check for all of it), else with a checked ByteReader.
+template <typename Decode>
+void readFrame(const uint8_t* data, std::size_t length, std::size_t fixedPart, Decode&& decode) {
+  if (length >= fixedPart) {
+    FixedReader r(data, length);
+    decode(r);
+  } else {
+    ByteReader r(data, length);
+    decode(r);
+  }
+}
+
 }  // namespace vxtrace::detail
